@@ -1,1 +1,113 @@
-// placeholder
+// Device probes of the enable decision: free memory from a keyword file, the installed data
+// version and the model files.
+#include <errno.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "devicePath.h"
+#include "sdsrplugin.h"
+
+namespace voalgo2 {
+// The plugin unit's model file table (defined in sdsrplugin.cpp).
+const std::map<int32_t, std::string>& sdsrModelFiles();
+}  // namespace voalgo2
+
+namespace {
+const char* const kSdsrVersionPath = "/odm/etc/camera/sdsr_version.txt";
+const char* const kModelDirectory = "/data/vendor/camera/";
+const char* const kMeminfoPath = "/proc/meminfo";
+}  // namespace
+
+bool SdSrPlugin::getDataByFileAndKeywords(const char* path, std::vector<std::string>& keywords,
+                                          float* out) {
+    if (path == nullptr) {
+        SDSR_LOGI("pPath is null");
+        return false;
+    }
+    FILE* file = fopen(voalgo2::devicePath(path).c_str(), "r");
+    if (file == nullptr) {
+        SDSR_LOGE("failed open file path:%s, open error: %s", path, strerror(errno));
+        return false;
+    }
+
+    float sum = 0.0f;
+    char buffer[1024];
+    memset(buffer, 0, sizeof(buffer));
+    while (fgets(buffer, sizeof(buffer), file) != nullptr) {
+        if (keywords.empty())
+            break;
+        const std::string line(buffer);
+        // Substring match, first keyword in list order wins; each keyword counts once.
+        for (auto it = keywords.begin(); it != keywords.end(); ++it) {
+            if (line.find(*it) == std::string::npos)
+                continue;
+            const size_t colon = line.find(':');
+            const std::string number = colon == std::string::npos ? line : line.substr(colon + 1);
+            const double value = atof(number.c_str());
+            keywords.erase(it);
+            sum = static_cast<float>(static_cast<double>(sum) + value);
+            break;
+        }
+    }
+    if (out != nullptr)
+        *out = sum;
+    fclose(file);
+    return true;
+}
+
+float SdSrPlugin::getFreeRam() {
+    // Memory the kernel can hand out without swapping: free pages plus reclaimable caches.
+    std::vector<std::string> keywords = {
+        "MemFree:", "Buffers:", "Cached:", "SwapCached:", "KReclaimable:"};
+    float freeRam = 0.0f;
+    if (!getDataByFileAndKeywords(kMeminfoPath, keywords, &freeRam)) {
+        SDSR_LOGW("GetFreeRam failed!");
+    }
+    SDSR_LOGI("FreeRam %f KB", static_cast<double>(freeRam));
+    return freeRam;
+}
+
+bool SdSrPlugin::isSameSdsrVersion() {
+    std::ifstream versionFile(voalgo2::devicePath(kSdsrVersionPath));
+    if (!versionFile.is_open()) {
+        SDSR_LOGE("open sdsr_version failed!");
+        return false;
+    }
+    std::string current;
+    std::getline(versionFile, current);
+    versionFile.close();
+    if (current == m_sdsrVersion)
+        return true;
+    SDSR_LOGE("odm version:%s, data version:%s", m_sdsrVersion.c_str(), current.c_str());
+    return false;
+}
+
+bool SdSrPlugin::modelAccess(const char* modelName) {
+    // The device path is formed in a fixed buffer: an overlong name is tested cut short.
+    char buf[128];
+    memset(buf, 0, sizeof(buf));
+    snprintf(buf, sizeof(buf), "%s%s", kModelDirectory, modelName != nullptr ? modelName : "");
+    if (access(voalgo2::devicePath(buf).c_str(), R_OK) == 0) {
+        SDSR_LOGD("buf:%s is access", buf);
+        return true;
+    }
+    SDSR_LOGD("buf:%s is not acess", buf);
+    return false;
+}
+
+bool SdSrPlugin::isFileExist() {
+    for (const auto& model : voalgo2::sdsrModelFiles()) {
+        if (!modelAccess(model.second.c_str())) {
+            SDSR_LOGI("modelName:%s is not acess", model.second.c_str());
+            return false;
+        }
+    }
+    return true;
+}
