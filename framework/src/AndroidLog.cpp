@@ -1,1 +1,216 @@
-// placeholder
+// __android_log_print on the host and the log capture behind both log channels.
+#include <android/log.h>
+#include <stdarg.h>
+#include <stdio.h>
+#include <sys/syscall.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
+#include "HostState.h"
+#include "LogContext.h"
+#include "VoLog.h"
+
+namespace korahost {
+namespace detail {
+
+namespace {
+thread_local PendingContext tPending{};
+}
+
+void setPendingContext(uint32_t group, const char* file, int line, const char* function,
+                       char level) {
+    tPending = PendingContext{true, group, file, line, function, level};
+}
+
+PendingContext takePendingContext() {
+    PendingContext taken = tPending;
+    tPending.valid = false;
+    return taken;
+}
+
+std::string formatV(const char* fmt, va_list args) {
+    if (fmt == nullptr)
+        return std::string();
+    char small[512];
+    va_list copy;
+    va_copy(copy, args);
+    const int needed = vsnprintf(small, sizeof(small), fmt, copy);
+    va_end(copy);
+    if (needed < 0)
+        return std::string();
+    if (size_t(needed) < sizeof(small))
+        return std::string(small, size_t(needed));
+    std::string big(size_t(needed) + 1, '\0');
+    vsnprintf(&big[0], big.size(), fmt, args);
+    big.resize(size_t(needed));
+    return big;
+}
+
+int priorityOfLevel(char level) {
+    switch (level) {
+        case 'V':
+            return ANDROID_LOG_VERBOSE;
+        case 'D':
+            return ANDROID_LOG_DEBUG;
+        case 'I':
+            return ANDROID_LOG_INFO;
+        case 'W':
+            return ANDROID_LOG_WARN;
+        case 'E':
+            return ANDROID_LOG_ERROR;
+        case 'F':
+            return ANDROID_LOG_FATAL;
+        default:
+            return ANDROID_LOG_DEFAULT;
+    }
+}
+
+char levelOfPriority(int priority) {
+    switch (priority) {
+        case ANDROID_LOG_VERBOSE:
+            return 'V';
+        case ANDROID_LOG_DEBUG:
+            return 'D';
+        case ANDROID_LOG_INFO:
+            return 'I';
+        case ANDROID_LOG_WARN:
+            return 'W';
+        case ANDROID_LOG_ERROR:
+            return 'E';
+        case ANDROID_LOG_FATAL:
+            return 'F';
+        default:
+            return '?';
+    }
+}
+
+void emitLog(LogRecord&& record) {
+    record.timeUs = nowUs();
+    record.pid = int(getpid());
+    record.tid = int(syscall(SYS_gettid));
+    HostState& s = state();
+    std::vector<std::function<void(const LogRecord&)>> listeners;
+    bool echo;
+    {
+        std::lock_guard<std::mutex> guard(s.lock);
+        echo = s.logEcho;
+        for (const auto& entry : s.logListeners)
+            listeners.push_back(entry.second);
+        if (!s.logCapture && listeners.empty() && !echo)
+            return;
+    }
+    for (const auto& listener : listeners)
+        listener(record);
+    if (echo) {
+        const std::string line = formatThreadtime(record);
+        fprintf(stderr, "%s\n", line.c_str());
+    }
+    std::lock_guard<std::mutex> guard(s.lock);
+    if (s.logCapture)
+        s.logs.push_back(std::move(record));
+}
+
+}  // namespace detail
+
+using detail::state;
+
+void setLogCapture(bool enabled) {
+    std::lock_guard<std::mutex> guard(state().lock);
+    state().logCapture = enabled;
+}
+
+std::vector<LogRecord> takeLogs() {
+    std::lock_guard<std::mutex> guard(state().lock);
+    return std::move(state().logs);
+}
+
+void clearLogs() {
+    std::lock_guard<std::mutex> guard(state().lock);
+    state().logs.clear();
+}
+
+void setLogEcho(bool enabled) {
+    std::lock_guard<std::mutex> guard(state().lock);
+    state().logEcho = enabled;
+}
+
+std::string formatThreadtime(const LogRecord& record) {
+    const time_t seconds = time_t(record.timeUs / 1000000);
+    struct tm local {};
+    localtime_r(&seconds, &local);
+    char stamp[32];
+    strftime(stamp, sizeof(stamp), "%m-%d %H:%M:%S", &local);
+    char head[96];
+    snprintf(head, sizeof(head), "%s.%03d %5d %5d %c ", stamp, int((record.timeUs / 1000) % 1000),
+             record.pid, record.tid, record.level);
+    std::string tag = record.channel == LogChannel::Online ? record.tag : "offline";
+    return std::string(head) + tag + ": " + record.text;
+}
+
+int addLogListener(std::function<void(const LogRecord&)> listener) {
+    std::lock_guard<std::mutex> guard(state().lock);
+    const int id = state().nextListenerId++;
+    state().logListeners[id] = std::move(listener);
+    return id;
+}
+
+void removeLogListener(int id) {
+    std::lock_guard<std::mutex> guard(state().lock);
+    state().logListeners.erase(id);
+}
+
+void setEncryptCatchResult(int result) {
+    std::lock_guard<std::mutex> guard(state().lock);
+    state().encryptCatchResult = result;
+}
+
+void setLogGates(int32_t level, uint32_t groups, int32_t offlineLevel, uint32_t offlineGroups,
+                 int32_t debugMask) {
+    vodebug::gVoCamLogLevel = level;
+    vodebug::gVoCamLogGroup = groups;
+    vodebug::gVoCamOfflineLogLevel = offlineLevel;
+    vodebug::gVoCamOfflineLogGroup = offlineGroups;
+    vodebug::gVoCamDebugMask = debugMask;
+}
+
+void openAllLogGates() {
+    setLogGates(0, 0xFFFFFFFFu, 0, 0xFFFFFFFFu, 1);
+}
+
+}  // namespace korahost
+
+extern "C" int __android_log_print(int prio, const char* tag, const char* fmt, ...) {
+    va_list args;
+    va_start(args, fmt);
+    std::string text = korahost::detail::formatV(fmt, args);
+    va_end(args);
+
+    korahost::LogRecord record{};
+    record.channel = korahost::LogChannel::Online;
+    record.priority = prio;
+    record.level = korahost::detail::levelOfPriority(prio);
+    record.tag = tag ? tag : "";
+    record.message = text;
+    const korahost::detail::PendingContext context = korahost::detail::takePendingContext();
+    if (context.valid) {
+        record.group = context.group;
+        record.file = context.file ? context.file : "";
+        record.line = context.line;
+        record.function = context.function ? context.function : "";
+        char prefix[512];
+        const int length = snprintf(prefix, sizeof(prefix), "%s %s:%d %s()",
+                                    vodebug::Log::voaGroupToString(context.group),
+                                    record.file.c_str(), context.line, record.function.c_str());
+        if (length > 0 && size_t(length) < sizeof(prefix) &&
+            text.compare(0, size_t(length), prefix) == 0) {
+            record.message = text.substr(size_t(length));
+        }
+    }
+    const int written = int(text.size());
+    record.text = std::move(text);
+    korahost::detail::emitLog(std::move(record));
+    return written;
+}
