@@ -1,0 +1,213 @@
+// Device probes of the enable decision on crafted device trees.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "DeviceTree.h"
+#include "FrameTestSupport.h"
+#include "korahost/HostControl.h"
+#include "sdsrplugin.h"
+
+namespace {
+
+using frametest::LogView;
+using Keywords = std::vector<std::string>;
+
+const char* const kVersionFile = "/odm/etc/camera/sdsr_version.txt";
+
+class ProbesTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        korahost::resetObservations();
+        korahost::openAllLogGates();
+    }
+    sdsrtest::DeviceTree tree;
+};
+
+TEST_F(ProbesTest, KeywordReaderSumsFirstMatchesInListOrder) {
+    struct Row {
+        const char* name;
+        std::string content;
+        Keywords keywords;
+        float sum;
+        Keywords left;
+    };
+    const Row rows[] = {
+        {"no keyword in the file", "Foo: 1\nBar: 2\n", {"Baz:"}, 0.0f, {"Baz:"}},
+        {"each keyword once", "A: 1\nB: 2\nA: 4\n", {"A:", "B:"}, 3.0f, {}},
+        {"substring taken by the earlier keyword",
+         "SwapCached: 10 kB\nCached: 20 kB\n",
+         {"Cached:", "SwapCached:"},
+         10.0f,
+         {"SwapCached:"}},
+        {"meminfo order meets each own line",
+         "Cached: 20 kB\nSwapCached: 10 kB\n",
+         {"Cached:", "SwapCached:"},
+         30.0f,
+         {}},
+        {"no colon: number must lead the line", "Cached 55\n", {"Cached"}, 0.0f, {}},
+        {"no colon: leading number", "55 Cached\n", {"Cached"}, 55.0f, {}},
+        {"matched line without number",
+         "MemFree: lots\nBuffers: 8\n",
+         {"MemFree:", "Buffers:"},
+         8.0f,
+         {}},
+        {"one line feeds one keyword", "AB: 3\n", {"A", "X", "AB"}, 3.0f, {"X", "AB"}},
+        {"empty keyword list", "A: 1\n", {}, 0.0f, {}},
+        {"empty keyword matches the first line", "A: 5\nB: 7\n", {"", "B:"}, 12.0f, {}},
+        {"kernel spacing", "MemFree:        12345 kB\n", {"MemFree:"}, 12345.0f, {}},
+    };
+    SdSrPlugin plugin;
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        tree.write("/proc/keywords", row.content);
+        Keywords keywords = row.keywords;
+        float sum = -1.0f;
+        EXPECT_TRUE(plugin.getDataByFileAndKeywords("/proc/keywords", keywords, &sum));
+        EXPECT_FLOAT_EQ(sum, row.sum);
+        EXPECT_EQ(keywords, row.left);
+    }
+}
+
+TEST_F(ProbesTest, KeywordReaderRefusesMissingPathOrFile) {
+    SdSrPlugin plugin;
+    korahost::clearLogs();
+    Keywords keywords = {"MemFree:"};
+    float sum = -1.0f;
+    EXPECT_FALSE(plugin.getDataByFileAndKeywords(nullptr, keywords, &sum));
+    EXPECT_FALSE(plugin.getDataByFileAndKeywords("/proc/nothing", keywords, &sum));
+    EXPECT_FLOAT_EQ(sum, -1.0f);
+    EXPECT_EQ(keywords, Keywords{"MemFree:"});
+    const LogView logs = LogView::take();
+    EXPECT_TRUE(logs.hasExact('I', "pPath is null")) << logs.dump();
+    EXPECT_TRUE(logs.hasExact(
+        'E', "failed open file path:/proc/nothing, open error: No such file or directory"))
+        << logs.dump();
+}
+
+TEST_F(ProbesTest, FreeRamAddsTheFiveCountersOfMeminfo) {
+    SdSrPlugin plugin;
+    tree.writeMeminfo(512000.0);
+    korahost::clearLogs();
+    EXPECT_FLOAT_EQ(plugin.getFreeRam(), 512000.0f);
+    EXPECT_TRUE(LogView::take().hasExact('I', "FreeRam 512000.000000 KB"));
+
+    tree.write("/proc/meminfo",
+               "MemTotal: 9000 kB\nMemFree: 100 kB\nMemAvailable: 7000 kB\nBuffers: 20 kB\n"
+               "Cached: 300 kB\nSwapCached: 4 kB\nActive: 50 kB\nKReclaimable: 5 kB\n");
+    EXPECT_FLOAT_EQ(plugin.getFreeRam(), 429.0f);
+
+    tree.remove("/proc/meminfo");
+    korahost::clearLogs();
+    EXPECT_EQ(plugin.getFreeRam(), 0.0f);
+    const LogView logs = LogView::take();
+    EXPECT_TRUE(logs.hasExact('W', "GetFreeRam failed!")) << logs.dump();
+    EXPECT_TRUE(logs.hasExact('I', "FreeRam 0.000000 KB")) << logs.dump();
+}
+
+TEST_F(ProbesTest, VersionMustStayWhatConstructionRead) {
+    struct Row {
+        const char* name;
+        const char* atConstruction;  // null: no file
+        const char* now;             // null: no file
+        bool same;
+        const char* message;  // E line, or null for none
+    };
+    const Row rows[] = {
+        {"unchanged", "1.0.0.0\n", "1.0.0.0\n", true, nullptr},
+        {"no trailing newline", "1.0.0.0", "1.0.0.0\n", true, nullptr},
+        {"changed after the first line", "1.0\nA\n", "1.0\nB\n", true, nullptr},
+        {"changed first line", "1.0\n", "1.1\n", false, "odm version:1.0, data version:1.1"},
+        {"trailing blank", "1.0\n", "1.0 \n", false, "odm version:1.0, data version:1.0 "},
+        {"emptied", "1.0\n", "", false, "odm version:1.0, data version:"},
+        {"removed", "1.0\n", nullptr, false, "open sdsr_version failed!"},
+        {"appeared empty", nullptr, "", true, nullptr},
+        {"appeared with empty first line", nullptr, "\n2.0\n", true, nullptr},
+        {"appeared with a version", nullptr, "2.0\n", false, "odm version:, data version:2.0"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        if (row.atConstruction) {
+            tree.writeVersion(row.atConstruction);
+        } else {
+            tree.remove(kVersionFile);
+        }
+        SdSrPlugin plugin;
+        if (row.now) {
+            tree.writeVersion(row.now);
+        } else {
+            tree.remove(kVersionFile);
+        }
+        korahost::clearLogs();
+        EXPECT_EQ(plugin.isSameSdsrVersion(), row.same);
+        const LogView logs = LogView::take();
+        if (row.message) {
+            EXPECT_TRUE(logs.hasExact('E', row.message)) << logs.dump();
+        } else {
+            EXPECT_TRUE(logs.lines().empty()) << logs.dump();
+        }
+    }
+}
+
+TEST_F(ProbesTest, ModelWalkStopsAtTheFirstMissingFile) {
+    tree.writeAllModels();
+    SdSrPlugin plugin;
+    korahost::clearLogs();
+    EXPECT_TRUE(plugin.isFileExist());
+    LogView logs = LogView::take();
+    EXPECT_EQ(logs.matching(" is access").size(), 12u) << logs.dump();
+    EXPECT_EQ(logs.matching("is access").front().message,
+              "buf:/data/vendor/camera/gan_20x.vonn is access");
+    EXPECT_EQ(logs.matching("is access").back().message,
+              "buf:/data/vendor/camera/gan_text.vonn is access");
+
+    tree.remove("/data/vendor/camera/det_face.vonn");
+    korahost::clearLogs();
+    EXPECT_FALSE(plugin.isFileExist());
+    logs = LogView::take();
+    EXPECT_TRUE(logs.hasExact('D', "buf:/data/vendor/camera/det_face.vonn is not acess"));
+    EXPECT_TRUE(logs.hasExact('I', "modelName:det_face.vonn is not acess")) << logs.dump();
+    EXPECT_EQ(logs.matching(" is access").size(), 3u) << "keys 4 to 11 are not tested";
+    EXPECT_FALSE(logs.has("gan_face.vonn"));
+    EXPECT_FALSE(logs.has("gan_text.vonn"));
+
+    // Restoring the file heals the check without a new plugin object.
+    tree.write("/data/vendor/camera/det_face.vonn", "model");
+    EXPECT_TRUE(plugin.isFileExist());
+}
+
+TEST_F(ProbesTest, ModelPathIsCutAt127Characters) {
+    const std::string directory = "/data/vendor/camera/";
+    const std::string longName = std::string(140, 'm') + ".vonn";
+    const std::string cut = (directory + longName).substr(0, 127);
+    SdSrPlugin plugin;
+
+    tree.write(directory + longName, "model");
+    korahost::clearLogs();
+    EXPECT_FALSE(plugin.modelAccess(longName.c_str())) << "the full path is never tested";
+    EXPECT_TRUE(LogView::take().hasExact('D', "buf:" + cut + " is not acess"));
+
+    tree.write(cut, "model");
+    korahost::clearLogs();
+    EXPECT_TRUE(plugin.modelAccess(longName.c_str()));
+    EXPECT_TRUE(LogView::take().hasExact('D', "buf:" + cut + " is access"));
+}
+
+TEST_F(ProbesTest, UnreadableModelCountsAsMissing) {
+    if (geteuid() == 0) {
+        GTEST_SKIP() << "root passes access(R_OK) on any existing file, so an unreadable model "
+                        "cannot be made on this machine";
+    }
+    tree.writeAllModels();
+    ASSERT_EQ(chmod(tree.path("/data/vendor/camera/gan_30x.vonn").c_str(), 0), 0);
+    SdSrPlugin plugin;
+    korahost::clearLogs();
+    EXPECT_FALSE(plugin.isFileExist());
+    EXPECT_TRUE(LogView::take().hasExact('I', "modelName:gan_30x.vonn is not acess"));
+}
+
+}  // namespace
