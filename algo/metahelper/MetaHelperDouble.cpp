@@ -56,7 +56,9 @@ class DoubleFactory : public metahelper::MetaHelperFactory {
     }
     std::shared_ptr<metahelper::MetaHelper> createMetaHelper() override {
         ++gCreateCalls;
-        return std::make_shared<DoubleHelper>();
+        // Not make_shared: its type tag is a unique symbol, which would keep the library loaded
+        // after dlclose and hide whether a client closes it.
+        return std::shared_ptr<metahelper::MetaHelper>(new DoubleHelper());
     }
 };
 
