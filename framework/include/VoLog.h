@@ -29,7 +29,7 @@ public:
     static void logSystem(uint32_t group, const char* level, const char* fileName,
                           const char* functionName, int line, const char* fmt, ...)
         __attribute__((format(printf, 6, 7)));
-    // Display name of a log group ("GENERAL", "PLUGIN", ...); never null.
+    // Display name of a log group ("COMMON", "PLUGIN", ...); never null.
     static const char* voaGroupToString(uint32_t group);
     // The part of a source path after its last '/'; never null.
     static const char* getFileName(const char* sourcePath);

@@ -49,10 +49,10 @@ static_assert(sizeof(void*) != 8 || offsetof(MetadataEntry, data) == 24, "Androi
 
 // Standard tags the plugin and the host tools use, by their published ids.
 enum : uint32_t {
-    ANDROID_CONTROL_AE_MODE = 0x10002,
+    ANDROID_CONTROL_AE_MODE = 0x10003,
     ANDROID_CONTROL_ZOOM_RATIO = 0x1002F,
     ANDROID_JPEG_ORIENTATION = 0x70003,
-    ANDROID_LENS_FOCAL_LENGTH = 0x80001,
+    ANDROID_LENS_FOCAL_LENGTH = 0x80002,
     ANDROID_SENSOR_EXPOSURE_TIME = 0xE0000,
     ANDROID_SENSOR_SENSITIVITY = 0xE0002,
     ANDROID_SENSOR_TIMESTAMP = 0xE0010,

@@ -22,8 +22,8 @@ bool lookup(const char* key, std::string& value) {
     return true;
 }
 
-// Android's integer rule: the whole text must be an integer (base prefixes allowed) that fits
-// the range, else the default.
+// Android's integer rule: the text must start with an integer (base prefix allowed, trailing
+// text ignored) that fits the range, else the default.
 int64_t parseInteger(const char* key, int64_t defaultValue, int64_t min, int64_t max) {
     std::string text;
     if (!lookup(key, text) || text.empty())
@@ -31,7 +31,7 @@ int64_t parseInteger(const char* key, int64_t defaultValue, int64_t min, int64_t
     errno = 0;
     char* end = nullptr;
     const long long value = strtoll(text.c_str(), &end, 0);
-    if (errno != 0 || end == text.c_str() || *end != '\0')
+    if (errno != 0 || end == text.c_str())
         return defaultValue;
     if (value < min || value > max)
         return defaultValue;

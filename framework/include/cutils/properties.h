@@ -15,8 +15,8 @@ extern "C" {
 // PROPERTY_VALUE_MAX bytes. Returns the length of the copied text.
 int property_get(const char* key, char* value, const char* default_value);
 
-// Android's integer rule: an unset property, or one whose whole text is not a decimal integer
-// within range, yields `default_value`.
+// Android's integer rule: an unset property, or one whose text does not start with an integer
+// (decimal, 0x hex or 0 octal) within range, yields `default_value`; trailing text is ignored.
 int32_t property_get_int32(const char* key, int32_t default_value);
 int64_t property_get_int64(const char* key, int64_t default_value);
 
