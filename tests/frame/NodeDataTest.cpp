@@ -66,44 +66,19 @@ TEST_F(NodeDataTest, ReadMetaYieldsTheFirstValueOrLeavesTheDefault) {
     EXPECT_EQ(i, 90);
     EXPECT_TRUE(LogView::take().lines().empty()) << "found values log nothing";
 
-    struct Miss {
-        const char* name;
-        bool (*read)(std::shared_ptr<VoMetadata>, int&);
-        std::shared_ptr<VoMetadata> container;
-    };
-    const Miss misses[] = {
-        {"absent by name",
-         [](std::shared_ptr<VoMetadata> m, int& out) {
-             return readMeta<int>(m, "orvane.ai.asd.sdsrui", "logName", out);
-         },
-         meta},
-        {"count 0",
-         [](std::shared_ptr<VoMetadata> m, int& out) {
-             return readMeta<int>(m, kIntTag, "logName", out);
-         },
-         empty},
-        {"absent by id",
-         [](std::shared_ptr<VoMetadata> m, int& out) {
-             return readMeta<int>(m, ANDROID_SENSOR_EXPOSURE_TIME, "logName", out);
-         },
-         meta},
-        {"unregistered name",
-         [](std::shared_ptr<VoMetadata> m, int& out) {
-             return readMeta<int>(m, "no.such.tag", "logName", out);
-         },
-         meta},
-    };
-    for (const Miss& miss : misses) {
-        SCOPED_TRACE(miss.name);
-        int out = 1234;
-        EXPECT_FALSE(miss.read(miss.container, out));
-        EXPECT_EQ(out, 1234);
-        const LogView logs = LogView::take();
-        ASSERT_EQ(logs.lines().size(), 1u) << logs.dump();
-        EXPECT_EQ(logs.lines()[0].message, "MetaData not found for logName");
-        EXPECT_EQ(logs.lines()[0].level, 'I');
-        EXPECT_EQ(logs.lines()[0].function, "readMeta");
-        EXPECT_EQ(logs.lines()[0].file, "nodeSdsrData.h");
+    // Misses: an absent tag by name, a present tag with count 0, an absent tag by id.
+    int out = 1234;
+    EXPECT_FALSE(readMeta<int>(meta, "orvane.ai.asd.sdsrui", "logName", out));
+    EXPECT_FALSE(readMeta<int>(empty, kIntTag, "logName", out));
+    EXPECT_FALSE(readMeta<int>(meta, ANDROID_SENSOR_EXPOSURE_TIME, "logName", out));
+    EXPECT_EQ(out, 1234);
+    const LogView logs = LogView::take();
+    ASSERT_EQ(logs.lines().size(), 3u) << logs.dump();
+    for (const auto& line : logs.lines()) {
+        EXPECT_EQ(line.message, "MetaData not found for logName");
+        EXPECT_EQ(line.level, 'I');
+        EXPECT_EQ(line.function, "readMeta");
+        EXPECT_EQ(line.file, "nodeSdsrData.h");
     }
 }
 
