@@ -22,6 +22,10 @@ struct Instance {
 };
 
 struct State {
+    ~State() {
+        for (Instance* instance : live)
+            delete instance;
+    }
     std::mutex lock;
     VoalgoAi_DIPS_Version version{1, 0, 0, 0};
     int32_t initResult = 0;
@@ -32,8 +36,10 @@ struct State {
 };
 
 State& state() {
-    static State* s = new State();  // never destroyed: calls may come during process exit
-    return *s;
+    // Destroyed when the library is unloaded, so repeated load cycles in one process do not
+    // pile up states.
+    static State s;
+    return s;
 }
 
 void copyText(char* target, size_t size, const char* text) {
