@@ -31,6 +31,7 @@ struct State {
     int32_t initResult = 0;
     int32_t runResult = 0;
     int32_t unitResult = 0;
+    bool runTransform = true;
     std::vector<ScriptedAlgoCall> calls;
     std::vector<Instance*> live;
 };
@@ -136,7 +137,8 @@ SCRIPTED_EXPORT int32_t VoalgoAi_DIPS_Run(void** handle, VoalgoAi_DIPS_RunParams
     const Instance* instance = static_cast<const Instance*>(*handle);
     if (!isLive(s, instance))
         return s.runResult;
-    writeTransform(*instance, *params);
+    if (s.runTransform)
+        writeTransform(*instance, *params);
     return 0;
 }
 
@@ -167,6 +169,7 @@ SCRIPTED_EXPORT void sdsrScripted_reset(void) {
     std::lock_guard<std::mutex> guard(s.lock);
     s.version = VoalgoAi_DIPS_Version{1, 0, 0, 0};
     s.initResult = s.runResult = s.unitResult = 0;
+    s.runTransform = true;
     s.calls.clear();
     for (Instance* instance : s.live)
         delete instance;
@@ -187,6 +190,12 @@ SCRIPTED_EXPORT void sdsrScripted_setResults(int32_t initResult, int32_t runResu
     s.initResult = initResult;
     s.runResult = runResult;
     s.unitResult = unitResult;
+}
+
+SCRIPTED_EXPORT void sdsrScripted_setRunTransform(int enabled) {
+    State& s = state();
+    std::lock_guard<std::mutex> guard(s.lock);
+    s.runTransform = enabled != 0;
 }
 
 SCRIPTED_EXPORT size_t sdsrScripted_callCount(void) {

@@ -33,10 +33,14 @@ typedef struct ScriptedAlgoCall {
     char imageName[256];               // Run: copy of the image name
 } ScriptedAlgoCall;
 
-// Back to defaults: version 1.0.0.0, all results 0, no calls recorded, no live instances.
+// Back to defaults: version 1.0.0.0, all results 0, Run transform on, no calls recorded, no live
+// instances.
 void sdsrScripted_reset(void);
 void sdsrScripted_setVersion(int32_t major, int32_t minor, int32_t patch, int32_t build);
 void sdsrScripted_setResults(int32_t initResult, int32_t runResult, int32_t unitResult);
+// Whether a successful Run writes the transform below (non-zero, the default) or leaves the
+// output planes untouched (0), so that a successful request costs only the caller's frame.
+void sdsrScripted_setRunTransform(int enabled);
 size_t sdsrScripted_callCount(void);
 // Copies call `index` into *out; 0 on success, -1 when there is no such call.
 int sdsrScripted_getCall(size_t index, ScriptedAlgoCall* out);
