@@ -1,12 +1,51 @@
 #!/usr/bin/env bash
 # Builds everything and runs the whole test suite. This is the README's test command and what
 # CI runs. Installs missing packages first.
+#
+# Stages, in order (STAGES="default asan" runs a subset):
+#   default  host build, warnings as errors; includes the fuzz seed replays and the short soak
+#   asan     the same suite under AddressSanitizer + UndefinedBehaviorSanitizer + LeakSanitizer
+#   tsan     the same suite under ThreadSanitizer
+#   arm64    cross build for the device's architecture, suite run under qemu-aarch64
+# Every sanitizer finding stops the test that met it, and so fails the stage.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/install-deps.sh
-
 jobs=${JOBS:-2}
-cmake --preset default
-cmake --build --preset default -j"$jobs"
-ctest --preset default -j"$jobs"
+stages=${STAGES:-default asan tsan arm64}
+
+extra_packages=()
+case " $stages " in
+  *" arm64 "*) extra_packages+=(g++-aarch64-linux-gnu libc6-dev-arm64-cross qemu-user) ;;
+esac
+scripts/install-deps.sh "${extra_packages[@]}"
+
+export ASAN_OPTIONS=${ASAN_OPTIONS:-halt_on_error=1:detect_leaks=1:detect_stack_use_after_return=1}
+export UBSAN_OPTIONS=${UBSAN_OPTIONS:-halt_on_error=1:print_stacktrace=1}
+export TSAN_OPTIONS=${TSAN_OPTIONS:-halt_on_error=1:second_deadlock_stack=1}
+
+run_preset() {
+  cmake --preset "$1"
+  cmake --build --preset "$1" -j"$jobs"
+  ctest --preset "$1" -j"$jobs"
+}
+
+run_arm64() {
+  cmake -S . -B build/arm64 -DCMAKE_TOOLCHAIN_FILE=cmake/aarch64-linux-gnu.cmake
+  cmake --build build/arm64 -j"$jobs"
+  ctest --test-dir build/arm64 -j"$jobs" --output-on-failure
+}
+
+summary=()
+for stage in $stages; do
+  echo "==== test.sh: stage $stage"
+  started=$SECONDS
+  case "$stage" in
+    default | asan | tsan) run_preset "$stage" ;;
+    arm64) run_arm64 ;;
+    *) echo "test.sh: unknown stage '$stage'" >&2; exit 2 ;;
+  esac
+  summary+=("$stage: passed in $((SECONDS - started)) s")
+done
+
+printf '==== test.sh: %s\n' "${summary[@]}"
