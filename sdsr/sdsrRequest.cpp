@@ -174,8 +174,9 @@ void SdSrPlugin::fillDataFromSmartAE(std::shared_ptr<VoMetadata> meta,
 void SdSrPlugin::overrideInputParams(VoalgoAi_DIPS_InitParams& params) {
     // The lux override counts only when positive (NaN is not); the two type overrides count
     // whenever they are not -1, so 0 forces type 0.
-    if (SdSrLuxIndex > 0.0f)
+    if (SdSrLuxIndex > 0.0f) {
         params.lux_index = SdSrLuxIndex;
+    }
     if (static_cast<uint32_t>(SdSrPreAlgoType) != 0xFFFFFFFFu) {
         setRawEnum(params.preAlgoType, SdSrPreAlgoType);
     }
