@@ -37,94 +37,217 @@ inline int clampIndex(int i, int n) {
     return i < 0 ? 0 : (i >= n ? n - 1 : i);
 }
 
-// Horizontal box filter of radius r over rows [y0, y1), edges replicated. `scale` turns the
-// window sum into the output unit.
+// Window sums become output values through a 16-bit fixed-point multiplier: products stay below
+// 2^32 for every radius used here, and integer rounding keeps the result exact to reproduce.
+inline uint32_t fixedMultiplier(double scale) {
+    return static_cast<uint32_t>(scale * 65536.0 + 0.5);
+}
+inline uint16_t applyMultiplier(uint32_t sum, uint32_t multiplier) {
+    return static_cast<uint16_t>((sum * multiplier + 32768u) >> 16);
+}
+
+// Rows [first, last] of a plane with four fractional bits; the rows a strip needs.
+struct Rows {
+    std::vector<uint16_t> data;
+    int first = 0, last = -1, width = 0;
+    void hold(int a, int b, int w) {
+        first = a;
+        last = b;
+        width = w;
+        const size_t size = static_cast<size_t>(std::max(0, b - a + 1)) * w;
+        if (data.size() < size)
+            data.resize(size);
+    }
+    uint16_t* row(int y) { return data.data() + static_cast<size_t>(y - first) * width; }
+    const uint16_t* row(int y) const {
+        return data.data() + static_cast<size_t>(y - first) * width;
+    }
+};
+
+// Horizontal box filter of radius r of one row, edges replicated.
 template <typename T>
-void boxRows(const T* in, size_t inStride, uint16_t* out, int width, int r, float scale, int y0,
-             int y1) {
-    for (int y = y0; y < y1; ++y) {
-        const T* row = in + static_cast<size_t>(y) * inStride;
-        uint16_t* o = out + static_cast<size_t>(y) * width;
-        int32_t sum = 0;
-        for (int k = -r; k <= r; ++k)
-            sum += row[clampIndex(k, width)];
-        for (int x = 0; x < width; ++x) {
-            o[x] = static_cast<uint16_t>(static_cast<float>(sum) * scale + 0.5f);
-            sum += static_cast<int32_t>(row[clampIndex(x + r + 1, width)]) -
-                   static_cast<int32_t>(row[clampIndex(x - r, width)]);
-        }
+void boxRow(const T* row, uint16_t* o, int width, int r, uint32_t multiplier) {
+    uint32_t sum = 0;
+    for (int k = -r; k <= r; ++k)
+        sum += row[clampIndex(k, width)];
+    int x = 0;
+    // Left border, interior without index clamping, right border.
+    for (; x < width && x - r < 0; ++x) {
+        o[x] = applyMultiplier(sum, multiplier);
+        sum += static_cast<uint32_t>(row[clampIndex(x + r + 1, width)]) - row[0];
+    }
+    for (; x + r + 1 < width; ++x) {
+        o[x] = applyMultiplier(sum, multiplier);
+        sum += static_cast<uint32_t>(row[x + r + 1]) - row[x - r];
+    }
+    for (; x < width; ++x) {
+        o[x] = applyMultiplier(sum, multiplier);
+        sum += static_cast<uint32_t>(row[width - 1]) - row[clampIndex(x - r, width)];
     }
 }
 
-// Vertical box filter of radius r producing rows [y0, y1), edges replicated; one running sum per
-// column so the inner loops run along rows.
-void boxColumns(const uint16_t* in, uint16_t* out, int width, int height, int r, int y0, int y1) {
-    const float scale = 1.0f / static_cast<float>(2 * r + 1);
-    std::vector<int32_t> sums(static_cast<size_t>(width), 0);
-    for (int k = y0 - r; k <= y0 + r; ++k) {
-        const uint16_t* row = in + static_cast<size_t>(clampIndex(k, height)) * width;
+// Vertical box filter of radius r for rows [a, b] of `out`; `in` holds every row the window
+// reaches (rows outside the image are replaced by its edge rows).
+void boxColumns(const Rows& in, Rows& out, int height, int r, uint32_t multiplier, int a, int b,
+                std::vector<uint32_t>& sums) {
+    const int width = in.width;
+    sums.assign(static_cast<size_t>(width), 0);
+    for (int k = a - r; k <= a + r; ++k) {
+        const uint16_t* row = in.row(clampIndex(k, height));
         for (int x = 0; x < width; ++x)
             sums[x] += row[x];
     }
-    for (int y = y0; y < y1; ++y) {
-        uint16_t* o = out + static_cast<size_t>(y) * width;
-        for (int x = 0; x < width; ++x) {
-            o[x] = static_cast<uint16_t>(static_cast<float>(sums[x]) * scale + 0.5f);
-        }
-        const uint16_t* add = in + static_cast<size_t>(clampIndex(y + r + 1, height)) * width;
-        const uint16_t* sub = in + static_cast<size_t>(clampIndex(y - r, height)) * width;
+    for (int y = a; y <= b; ++y) {
+        uint16_t* o = out.row(y);
         for (int x = 0; x < width; ++x)
-            sums[x] += static_cast<int32_t>(add[x]) - sub[x];
+            o[x] = applyMultiplier(sums[x], multiplier);
+        if (y == b)
+            break;  // the window slides only while rows remain
+        const uint16_t* add = in.row(clampIndex(y + r + 1, height));
+        const uint16_t* sub = in.row(clampIndex(y - r, height));
+        for (int x = 0; x < width; ++x)
+            sums[x] += static_cast<uint32_t>(add[x]) - sub[x];
     }
 }
 
-// Local minimum and maximum along rows over a window of radius r.
-void minMaxRows(const uint8_t* in, size_t inStride, uint8_t* lo, uint8_t* hi, int width, int r,
-                int y0, int y1) {
-    std::vector<uint8_t> padded(static_cast<size_t>(width) + 2 * r);
-    for (int y = y0; y < y1; ++y) {
-        const uint8_t* row = in + static_cast<size_t>(y) * inStride;
-        for (int x = -r; x < width + r; ++x)
-            padded[x + r] = row[clampIndex(x, width)];
-        uint8_t* l = lo + static_cast<size_t>(y) * width;
-        uint8_t* h = hi + static_cast<size_t>(y) * width;
-        std::copy(padded.begin(), padded.begin() + width, l);
-        std::copy(padded.begin(), padded.begin() + width, h);
-        for (int k = 1; k <= 2 * r; ++k) {
-            const uint8_t* p = padded.data() + k;
-            for (int x = 0; x < width; ++x) {
-                l[x] = std::min(l[x], p[x]);
-                h[x] = std::max(h[x], p[x]);
-            }
+// Local minimum and maximum along one row over a window of radius r.
+void minMaxRow(const uint8_t* row, uint8_t* l, uint8_t* h, int width, int r,
+               std::vector<uint8_t>& padded) {
+    padded.resize(static_cast<size_t>(width) + 2 * r);
+    for (int x = -r; x < width + r; ++x)
+        padded[x + r] = row[clampIndex(x, width)];
+    std::copy(padded.begin(), padded.begin() + width, l);
+    std::copy(padded.begin(), padded.begin() + width, h);
+    for (int k = 1; k <= 2 * r; ++k) {
+        const uint8_t* p = padded.data() + k;
+        for (int x = 0; x < width; ++x) {
+            l[x] = std::min(l[x], p[x]);
+            h[x] = std::max(h[x], p[x]);
         }
     }
 }
 
-// Local minimum and maximum along columns over a window of radius r.
-void minMaxColumns(const uint8_t* loIn, const uint8_t* hiIn, uint8_t* loOut, uint8_t* hiOut,
-                   int width, int height, int r, int y0, int y1) {
+// Differences of two planes with four fractional bits lie in [-kRange, kRange].
+constexpr int kRange = 255 * 16;
+
+// gain * soft-cored detail, in levels with four fractional bits, for every possible band
+// difference: coring keeps large detail and fades detail below the threshold towards zero.
+std::vector<int32_t> coringTable(float gain, float threshold) {
+    std::vector<int32_t> table(2 * kRange + 1);
+    for (int i = -kRange; i <= kRange; ++i) {
+        const float d = static_cast<float>(i) / kFraction;
+        const float d2 = d * d;
+        const float cored = d * d2 / (d2 + threshold * threshold + 1e-6f);
+        table[i + kRange] = static_cast<int32_t>(std::lround(gain * cored * kFraction));
+    }
+    return table;
+}
+
+}  // namespace
+
+namespace {
+
+// Output rows per strip. Each strip recomputes the rows its blurs reach beyond it, so taller
+// strips waste less work; shorter ones keep a thread's buffers small and in cache.
+constexpr int kStripRows = 96;
+
+// Per-thread working rows, reused from strip to strip.
+struct StripBuffers {
+    Rows temp, stage, fine, medium, coarse;
+    std::vector<uint8_t> loRows, hiRows, padded;
+    std::vector<uint32_t> sums;
+};
+
+struct Plan {
+    const uint8_t* src;
+    size_t srcStride;
+    uint8_t* dst;
+    size_t dstStride;
+    int width, height, clampRadius;
+    int32_t overshoot;
+    const int32_t *fine, *medium, *coarse;  // coring tables, centred
+};
+
+void enhanceStrip(const Plan& p, int y0, int y1, StripBuffers& b) {
+    const int w = p.width, h = p.height;
+    auto lo = [](int y) { return std::max(0, y); };
+    auto hi = [h](int y) { return std::min(h - 1, y); };
+    // Two box passes make a tent filter, close enough to a Gaussian for detail bands. Each
+    // stage is computed on the rows the next one reads: fine +-18, medium +-12, coarse 0.
+    const int last = y1 - 1;
+    // Fine: the source rows y0-20 .. y1+20 through two radius-1 boxes.
+    {
+        const uint32_t rowScale = fixedMultiplier(kFraction / 3.0);
+        const uint32_t scale = fixedMultiplier(1.0 / 3.0);
+        b.temp.hold(lo(y0 - 20), hi(last + 20), w);
+        for (int y = b.temp.first; y <= b.temp.last; ++y) {
+            boxRow(p.src + static_cast<size_t>(y) * p.srcStride, b.temp.row(y), w, 1, rowScale);
+        }
+        b.stage.hold(lo(y0 - 19), hi(last + 19), w);
+        boxColumns(b.temp, b.stage, h, 1, scale, b.stage.first, b.stage.last, b.sums);
+        b.temp.hold(b.stage.first, b.stage.last, w);
+        for (int y = b.temp.first; y <= b.temp.last; ++y) {
+            boxRow(b.stage.row(y), b.temp.row(y), w, 1, scale);
+        }
+        b.fine.hold(lo(y0 - 18), hi(last + 18), w);
+        boxColumns(b.temp, b.fine, h, 1, scale, b.fine.first, b.fine.last, b.sums);
+    }
+    auto cascade = [&](const Rows& in, Rows& out, int r, int reach) {
+        const uint32_t scale = fixedMultiplier(1.0 / (2 * r + 1));
+        b.temp.hold(in.first, in.last, w);
+        for (int y = b.temp.first; y <= b.temp.last; ++y)
+            boxRow(in.row(y), b.temp.row(y), w, r, scale);
+        b.stage.hold(lo(y0 - reach - r), hi(last + reach + r), w);
+        boxColumns(b.temp, b.stage, h, r, scale, b.stage.first, b.stage.last, b.sums);
+        b.temp.hold(b.stage.first, b.stage.last, w);
+        for (int y = b.temp.first; y <= b.temp.last; ++y) {
+            boxRow(b.stage.row(y), b.temp.row(y), w, r, scale);
+        }
+        out.hold(lo(y0 - reach), hi(last + reach), w);
+        boxColumns(b.temp, out, h, r, scale, out.first, out.last, b.sums);
+    };
+    cascade(b.fine, b.medium, 3, 12);
+    cascade(b.medium, b.coarse, 6, 0);
+
+    // Halo limits: local minimum and maximum of the source around each output pixel.
+    const int r = p.clampRadius;
+    const int mFirst = lo(y0 - r), mLast = hi(last + r);
+    const size_t mRows = static_cast<size_t>(mLast - mFirst + 1);
+    b.loRows.resize(mRows * w);
+    b.hiRows.resize(mRows * w);
+    for (int y = mFirst; y <= mLast; ++y) {
+        const size_t at = static_cast<size_t>(y - mFirst) * w;
+        minMaxRow(p.src + static_cast<size_t>(y) * p.srcStride, &b.loRows[at], &b.hiRows[at], w, r,
+                  b.padded);
+    }
+    std::vector<uint8_t> l(static_cast<size_t>(w)), hh(static_cast<size_t>(w));
     for (int y = y0; y < y1; ++y) {
-        uint8_t* l = loOut + static_cast<size_t>(y) * width;
-        uint8_t* h = hiOut + static_cast<size_t>(y) * width;
-        const size_t first = static_cast<size_t>(clampIndex(y - r, height)) * width;
-        std::copy(loIn + first, loIn + first + width, l);
-        std::copy(hiIn + first, hiIn + first + width, h);
+        const size_t first = static_cast<size_t>(hi(lo(y - r)) - mFirst) * w;
+        std::copy(b.loRows.begin() + first, b.loRows.begin() + first + w, l.begin());
+        std::copy(b.hiRows.begin() + first, b.hiRows.begin() + first + w, hh.begin());
         for (int k = y - r + 1; k <= y + r; ++k) {
-            const size_t at = static_cast<size_t>(clampIndex(k, height)) * width;
-            const uint8_t* lr = loIn + at;
-            const uint8_t* hr = hiIn + at;
-            for (int x = 0; x < width; ++x) {
+            const size_t at = static_cast<size_t>(hi(lo(k)) - mFirst) * w;
+            const uint8_t* lr = &b.loRows[at];
+            const uint8_t* hr = &b.hiRows[at];
+            for (int x = 0; x < w; ++x) {
                 l[x] = std::min(l[x], lr[x]);
-                h[x] = std::max(h[x], hr[x]);
+                hh[x] = std::max(hh[x], hr[x]);
             }
         }
+        const uint8_t* s = p.src + static_cast<size_t>(y) * p.srcStride;
+        uint8_t* d = p.dst + static_cast<size_t>(y) * p.dstStride;
+        const uint16_t* b1 = b.fine.row(y);
+        const uint16_t* b2 = b.medium.row(y);
+        const uint16_t* b3 = b.coarse.row(y);
+        for (int x = 0; x < w; ++x) {
+            const int32_t v = static_cast<int32_t>(s[x]) * 16;
+            int32_t out = v + p.fine[v - b1[x]] + p.medium[b1[x] - b2[x]] + p.coarse[b2[x] - b3[x]];
+            out = std::min(out, static_cast<int32_t>(hh[x]) * 16 + p.overshoot);
+            out = std::max(out, static_cast<int32_t>(l[x]) * 16 - p.overshoot);
+            out = std::min(255 * 16, std::max(0, out));
+            d[x] = static_cast<uint8_t>((out + 8) >> 4);
+        }
     }
-}
-
-// Soft coring: keeps large detail as it is and fades detail below the threshold towards zero.
-inline float core(float d, float threshold) {
-    const float d2 = d * d;
-    return d * d2 / (d2 + threshold * threshold + 1e-6f);
 }
 
 }  // namespace
@@ -133,67 +256,36 @@ void enhanceLuma(const uint8_t* src, size_t srcStride, uint8_t* dst, size_t dstS
                  int height, int threads, const EnhanceParams& params) {
     if (src == nullptr || dst == nullptr || width <= 0 || height <= 0)
         return;
-    const size_t pixels = static_cast<size_t>(width) * height;
-    std::vector<uint16_t> scratch(pixels), fine(pixels), medium(pixels), coarse(pixels);
-    std::vector<uint8_t> loRows(pixels), hiRows(pixels), lo(pixels), hi(pixels);
-    threads = std::max(1, threads);
-
-    // Two box passes make a tent filter, close enough to a Gaussian for detail bands.
-    auto blurPlane8 = [&](int r, uint16_t* out) {
-        forEachBand(height, threads, [&](int y0, int y1) {
-            boxRows(src, srcStride, scratch.data(), width, r,
-                    kFraction / static_cast<float>(2 * r + 1), y0, y1);
-        });
-        forEachBand(height, threads, [&](int y0, int y1) {
-            boxColumns(scratch.data(), out, width, height, r, y0, y1);
-        });
-    };
-    auto blurPlane16 = [&](const uint16_t* in, int r, uint16_t* out) {
-        forEachBand(height, threads, [&](int y0, int y1) {
-            boxRows(in, static_cast<size_t>(width), scratch.data(), width, r,
-                    1.0f / static_cast<float>(2 * r + 1), y0, y1);
-        });
-        forEachBand(height, threads, [&](int y0, int y1) {
-            boxColumns(scratch.data(), out, width, height, r, y0, y1);
-        });
-    };
-
-    blurPlane8(1, fine.data());
-    blurPlane16(fine.data(), 1, fine.data());
-    blurPlane16(fine.data(), 3, medium.data());
-    blurPlane16(medium.data(), 3, medium.data());
-    blurPlane16(medium.data(), 6, coarse.data());
-    blurPlane16(coarse.data(), 6, coarse.data());
-
-    const int r = std::max(0, params.clampRadius);
-    forEachBand(height, threads, [&](int y0, int y1) {
-        minMaxRows(src, srcStride, loRows.data(), hiRows.data(), width, r, y0, y1);
-    });
-    forEachBand(height, threads, [&](int y0, int y1) {
-        minMaxColumns(loRows.data(), hiRows.data(), lo.data(), hi.data(), width, height, r, y0, y1);
-    });
-
-    // Every value the last pass needs was computed from `src` above, and it reads `src` only
-    // at the pixel it writes, so `dst` may alias `src`.
-    const float inv = 1.0f / kFraction;
-    forEachBand(height, threads, [&](int y0, int y1) {
-        for (int y = y0; y < y1; ++y) {
-            const uint8_t* s = src + static_cast<size_t>(y) * srcStride;
-            uint8_t* d = dst + static_cast<size_t>(y) * dstStride;
-            const size_t row = static_cast<size_t>(y) * width;
-            for (int x = 0; x < width; ++x) {
-                const float v = static_cast<float>(s[x]);
-                const float b1 = fine[row + x] * inv;
-                const float b2 = medium[row + x] * inv;
-                const float b3 = coarse[row + x] * inv;
-                float out = v + params.fineGain * core(v - b1, params.fineCoring) +
-                            params.mediumGain * core(b1 - b2, params.mediumCoring) +
-                            params.coarseGain * core(b2 - b3, params.coarseCoring);
-                out = std::min(out, static_cast<float>(hi[row + x]) + params.overshoot);
-                out = std::max(out, static_cast<float>(lo[row + x]) - params.overshoot);
-                out = std::min(255.0f, std::max(0.0f, out));
-                d[x] = static_cast<uint8_t>(out + 0.5f);
-            }
+    // Strips read source rows beyond their own: in place, work from a copy of the source.
+    std::vector<uint8_t> copy;
+    if (src == dst || (dst < src + srcStride * height && src < dst + dstStride * height)) {
+        copy.resize(static_cast<size_t>(width) * height);
+        for (int y = 0; y < height; ++y) {
+            std::copy(src + static_cast<size_t>(y) * srcStride,
+                      src + static_cast<size_t>(y) * srcStride + width,
+                      copy.begin() + static_cast<size_t>(y) * width);
+        }
+        src = copy.data();
+        srcStride = static_cast<size_t>(width);
+    }
+    const std::vector<int32_t> fineTable = coringTable(params.fineGain, params.fineCoring);
+    const std::vector<int32_t> mediumTable = coringTable(params.mediumGain, params.mediumCoring);
+    const std::vector<int32_t> coarseTable = coringTable(params.coarseGain, params.coarseCoring);
+    Plan plan{src,
+              srcStride,
+              dst,
+              dstStride,
+              width,
+              height,
+              std::max(0, params.clampRadius),
+              static_cast<int32_t>(std::lround(params.overshoot * kFraction)),
+              fineTable.data() + kRange,
+              mediumTable.data() + kRange,
+              coarseTable.data() + kRange};
+    forEachBand(height, std::max(1, threads), [&plan](int y0, int y1) {
+        StripBuffers buffers;
+        for (int y = y0; y < y1; y += kStripRows) {
+            enhanceStrip(plan, y, std::min(y1, y + kStripRows), buffers);
         }
     });
 }

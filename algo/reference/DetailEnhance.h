@@ -11,9 +11,9 @@ namespace sdsrref {
 struct EnhanceParams {
     // Gains of the three detail bands (fine, medium, coarse): the difference of the image and a
     // small blur, of the small and a medium blur, of the medium and a large blur.
-    float fineGain = 0.8f;
-    float mediumGain = 1.4f;
-    float coarseGain = 1.2f;
+    float fineGain = 1.0f;
+    float mediumGain = 2.0f;
+    float coarseGain = 2.2f;
     // Soft coring thresholds, in luma levels, per band: detail much smaller than this is taken
     // as noise and left alone.
     float fineCoring = 2.0f;
@@ -21,7 +21,7 @@ struct EnhanceParams {
     float coarseCoring = 0.5f;
     // Halo control: the result stays within the local minimum and maximum of a square window of
     // this radius, widened by `overshoot` levels.
-    int clampRadius = 4;
+    int clampRadius = 5;
     float overshoot = 3.0f;
 };
 
