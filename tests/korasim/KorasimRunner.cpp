@@ -1,0 +1,102 @@
+#include "KorasimRunner.h"
+
+#include <stdlib.h>
+#include <sys/wait.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+namespace fs = std::filesystem;
+
+namespace korasimtest {
+
+namespace {
+
+std::string slurp(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream out;
+    out << in.rdbuf();
+    return out.str();
+}
+
+std::string quote(const std::string& s) {
+    std::string q = "'";
+    for (char c : s)
+        q += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return q + "'";
+}
+
+}  // namespace
+
+Scratch::Scratch() {
+    char pattern[] = "/tmp/korasim-test-XXXXXX";
+    if (mkdtemp(pattern) == nullptr)
+        throw std::runtime_error("mkdtemp failed");
+    m_dir = pattern;
+}
+
+Scratch::~Scratch() {
+    std::error_code ignored;
+    fs::remove_all(m_dir, ignored);
+}
+
+void Scratch::write(const std::string& name, const std::string& content) const {
+    std::ofstream out(path(name), std::ios::binary);
+    out << content;
+}
+
+Result runKorasim(const Scratch& scratch, const std::vector<std::string>& args) {
+    std::string command = quote(KORASIM_BINARY);
+    bool hasReport = false;
+    for (const auto& a : args) {
+        command += " " + quote(a);
+        hasReport = hasReport || a == "--report";
+    }
+    const std::string report = scratch.path("report.json");
+    fs::remove(report);
+    if (!hasReport)
+        command += " --report " + quote(report);
+    command += " >" + quote(scratch.path("stdout")) + " 2>" + quote(scratch.path("stderr"));
+    const int status = system(command.c_str());
+    Result r;
+    r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    r.out = slurp(scratch.path("stdout"));
+    r.err = slurp(scratch.path("stderr"));
+    if (fs::exists(report))
+        r.report = nlohmann::json::parse(slurp(report));
+    return r;
+}
+
+Result runSession(const Scratch& scratch, const nlohmann::json& session,
+                  const std::vector<std::string>& extra) {
+    scratch.write("session.json", session.dump(2));
+    std::vector<std::string> args = {"run", scratch.path("session.json"), "--root",
+                                     scratch.path("device")};
+    args.insert(args.end(), extra.begin(), extra.end());
+    return runKorasim(scratch, args);
+}
+
+const nlohmann::json& step(const Result& result, size_t index) {
+    return result.report.at("steps").at(index);
+}
+
+std::vector<std::string> messages(const nlohmann::json& s) {
+    std::vector<std::string> out;
+    for (const auto& line : s.at("log")) {
+        if (line.at("channel") == "online")
+            out.push_back(line.at("message"));
+    }
+    return out;
+}
+
+bool hasMessage(const nlohmann::json& s, const std::string& fragment) {
+    for (const auto& m : messages(s)) {
+        if (m.find(fragment) != std::string::npos)
+            return true;
+    }
+    return false;
+}
+
+}  // namespace korasimtest

@@ -1,0 +1,43 @@
+// Runs the korasim binary in a scratch directory and reads back its exit status, its output
+// and its JSON report.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+namespace korasimtest {
+
+struct Result {
+    int exitCode = -1;
+    std::string out;
+    std::string err;
+    nlohmann::json report;  // null when no report was written
+};
+
+class Scratch {
+  public:
+    Scratch();
+    ~Scratch();
+    const std::string& dir() const { return m_dir; }
+    std::string path(const std::string& name) const { return m_dir + "/" + name; }
+    void write(const std::string& name, const std::string& content) const;
+
+  private:
+    std::string m_dir;
+};
+
+// korasim <args...> with the report at <scratch>/report.json unless args name one.
+Result runKorasim(const Scratch& scratch, const std::vector<std::string>& args);
+// Writes `session` to session.json and runs it with a device root inside the scratch directory.
+Result runSession(const Scratch& scratch, const nlohmann::json& session,
+                  const std::vector<std::string>& extra = {});
+
+// The report's step with this index.
+const nlohmann::json& step(const Result& result, size_t index);
+// Messages of a step's log lines on the online channel.
+std::vector<std::string> messages(const nlohmann::json& step);
+bool hasMessage(const nlohmann::json& step, const std::string& fragment);
+
+}  // namespace korasimtest
