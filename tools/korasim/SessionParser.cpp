@@ -215,11 +215,9 @@ std::array<int32_t, 4> parseVersion(const json& j, const std::string& path) {
     std::array<int32_t, 4> v{};
     if (j.is_string()) {
         const std::string s = j.get<std::string>();
-        int n = 0;
         char tail = 0;
         if (sscanf(s.c_str(), "%d.%d.%d.%d%c", &v[0], &v[1], &v[2], &v[3], &tail) == 4)
             return v;
-        (void)n;
         fail(path, "expected four numbers \"a.b.c.d\" or a list of four numbers, got " + j.dump());
     }
     if (!j.is_array() || j.size() != 4) {
