@@ -841,7 +841,7 @@ void Runner::Impl::finish() {
         logs.push_back(logJson(r));
     end["log"] = logs;
     report["end"] = end;
-    report["steps_run"] = report["steps"].size();
+    report["stepsRun"] = report["steps"].size();
     if (!left.empty()) {
         summary.push_back("end: deleted " + std::to_string(left.size()) +
                           " plugin object(s) the session left alive");
