@@ -172,6 +172,8 @@ std::string requestPath(const std::vector<korahost::LogRecord>& logs,
     }
     if (anyMessage(logs, "sdsr library unusable"))
         return "libraryCopy";
+    if (anyMessage(logs, "sdsr buffers unusable"))
+        return "bufferCopy";
     if (anyMessage(logs, "sdsr version is different"))
         return "versionCopy";
     if (anyMessage(logs, "DIPS init failed"))
@@ -635,8 +637,11 @@ std::string Runner::Impl::processRequest(size_t index, const Step& s, Slot& slot
                       {"sha256", o.sha256()},
                       {"equalsInput", equals},
                       {"accessMarker", static_cast<int>(outMarkers[i])}};
-        if (!inputs.empty())
-            entry["meanAbsLumaDiff"] = meanAbsLumaDiff(o, *inputs[primary]);
+        if (!inputs.empty()) {
+            // null when the sizes differ
+            const double diff = meanAbsLumaDiff(o, *inputs[primary]);
+            entry["meanAbsLumaDiff"] = diff >= 0 ? json(diff) : json(nullptr);
+        }
         if (!options.outDir.empty() && options.writeOutputImages) {
             const char* ext = o.format() == VO_FORMAT_YCrCb_420_SP    ? "nv21"
                               : o.format() == VO_FORMAT_YCbCr_420_888 ? "nv12"

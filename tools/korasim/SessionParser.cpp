@@ -734,12 +734,18 @@ void fillOutputs(Step& s, const std::optional<std::vector<BufferSpec>>& outputs,
     BufferSpec out;
     out.path = join(path, "outputs[0]");
     if (!s.inputs.empty()) {
-        out.port = s.inputs.front().port;
-        out.format = s.inputs.front().format;
-        out.width = s.inputs.front().width;
-        out.height = s.inputs.front().height;
-        out.stride = s.inputs.front().stride;
-        out.scanline = s.inputs.front().scanline;
+        // The output mirrors the input the plugin works on: the first of the lowest port.
+        const BufferSpec* primary = &s.inputs.front();
+        for (const BufferSpec& b : s.inputs) {
+            if (b.port < primary->port)
+                primary = &b;
+        }
+        out.port = primary->port;
+        out.format = primary->format;
+        out.width = primary->width;
+        out.height = primary->height;
+        out.stride = primary->stride;
+        out.scanline = primary->scanline;
     } else {
         out.stride = 640;
         out.scanline = 480;
