@@ -212,11 +212,11 @@ size_t primaryIndex(const std::vector<BufferSpec>& buffers) {
     return best;
 }
 
-std::shared_ptr<VoMetadata> buildMetadata(const MetadataSpec& spec, const std::string& path) {
-    if (!spec.present)
+std::shared_ptr<VoMetadata> buildMetadata(const MetadataSpec& wanted, const std::string& path) {
+    if (!wanted.present)
         return nullptr;
     auto meta = std::make_shared<VoMetadata>();
-    for (const MetaValue& e : spec.entries) {
+    for (const MetaValue& e : wanted.entries) {
         const void* data = e.bytes.empty() ? nullptr : e.bytes.data();
         int status = -1;
         switch (e.type) {
@@ -569,12 +569,12 @@ std::string Runner::Impl::processRequest(size_t index, const Step& s, Slot& slot
     request.requestKey = s.requestKey;
     labels.clear();
 
-    auto build = [&](const std::vector<BufferSpec>& specs, bool input,
+    auto build = [&](const std::vector<BufferSpec>& wanted, bool input,
                      std::vector<std::unique_ptr<YuvBuffer>>& buffers,
                      std::vector<VoBufferAccessType>& markers, VoBufferMap& map) {
-        const size_t primary = primaryIndex(specs);
-        for (size_t i = 0; i < specs.size(); ++i) {
-            const BufferSpec& b = specs[i];
+        const size_t primary = primaryIndex(wanted);
+        for (size_t i = 0; i < wanted.size(); ++i) {
+            const BufferSpec& b = wanted[i];
             auto buffer =
                 std::make_unique<YuvBuffer>(b.format, b.width, b.height, b.stride, b.scanline);
             if (b.image.file.empty()) {
