@@ -57,7 +57,12 @@ void SdSrPlugin::dumpBuffer(voalgo2::VoImageBuffer& buffer, float zoom, const ch
 
     char fileName[kTextSize];
     memset(fileName, 0, sizeof(fileName));
-    getDumpFileName(fileName, sizeof(fileName), suffix, timeText, static_cast<int>(buffer.width),
-                    static_cast<int>(buffer.height), zoom);
+    // An overlong name is cut to the buffer (intended); only a formatting error leaves no name.
+    // Using the result also keeps GCC from reporting the intended cut in optimised builds.
+    const int nameLength =
+        getDumpFileName(fileName, sizeof(fileName), suffix, timeText,
+                        static_cast<int>(buffer.width), static_cast<int>(buffer.height), zoom);
+    if (nameLength < 0)
+        return;
     voalgo2::PluginUtils::voDumpBuffer(&buffer, voalgo2::devicePath(fileName).c_str());
 }
