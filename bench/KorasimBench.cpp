@@ -1,0 +1,7 @@
+#include "BenchRegistry.h"
+
+namespace sdsrbench {
+
+void registerKorasimBenchmarks() {}
+
+}  // namespace sdsrbench

@@ -1,0 +1,269 @@
+// processRequest on a 4000x3000 capture: the copy path against memcpy of the same bytes, and the
+// successful path with an algorithm whose Run does nothing, whose whole time is the plugin's
+// frame (binding, lock, boost, metadata reads, EXIF, logs, debug record), against one memcpy.
+//
+// Each iteration times the plugin's call and the memcpy floor on the same buffers, in alternating
+// order, so both see the same machine. Framework observations (EXIF writers, perf events) and
+// the scripted double's call record are cleared after each iteration, outside the timed region,
+// so that they do not grow without bound.
+#include <benchmark/benchmark.h>
+#include <string.h>
+
+#include <string>
+
+#include "BenchCommon.h"
+#include "BenchRegistry.h"
+#include "Images.h"
+#include "ScriptedAlgoControl.h"
+#include "korahost/HostControl.h"
+
+namespace sdsrbench {
+
+namespace {
+
+const uint32_t kWidth = 4000;
+const uint32_t kHeight = 3000;
+// An unsupported input format: takes the same copy path as the bypass property, which is read
+// once when the library loads and would keep the whole process on the copy path.
+const uint32_t kUnsupportedFormat = 34;
+
+// One request over owned images: the input holds a pattern, the output a flat fill; both
+// buffers carry metadata as the framework's do.
+struct BenchRequest {
+    BenchRequest(uint32_t format, uint32_t stride)
+        : input(kWidth, kHeight, format, stride), output(kWidth, kHeight, format, stride), info{} {
+        input.fillPattern(7);
+        output.fill(0x11, 0x22);
+        auto inputMeta = sdsrtest::enablingMetadata(10.0f);
+        sdsrtest::putString(*inputMeta, "orvane.snapshot.imageName", "IMG_20240101_120000.jpg",
+                            true);
+        auto inputPhysical = std::make_shared<VoMetadata>();
+        const int64_t exposure = 10000000;
+        inputPhysical->update(ANDROID_SENSOR_EXPOSURE_TIME, &exposure, 1);
+        info.inputBuffers[0].push_back(input.params(inputMeta, inputPhysical));
+        auto outputMeta = std::make_shared<VoMetadata>();
+        auto outputPhysical = std::make_shared<VoMetadata>();
+        const int64_t timestamp = 1;
+        outputMeta->update(ANDROID_SENSOR_TIMESTAMP, &timestamp, 1);
+        outputPhysical->update(ANDROID_SENSOR_TIMESTAMP, &timestamp, 1);
+        info.outputBuffers[0].push_back(output.params(outputMeta, outputPhysical));
+        info.frameNumber = 7;
+        info.requestIndex = 1;
+        info.requestKey = 0x5D5200000001ull;
+    }
+
+    // Bytes a copy of the visible image moves: luma rows, then chroma rows.
+    size_t visibleBytes() const {
+        return size_t(kWidth) * kHeight + size_t((kWidth + 1) & ~1u) * ((kHeight + 1) / 2);
+    }
+
+    sdsrtest::YuvImage input;
+    sdsrtest::YuvImage output;
+    ProcessRequestInfo info;
+};
+
+int32_t processingTime(void*, uint64_t) {
+    return 42;
+}
+
+std::unique_ptr<PluginWraper> newPlugin() {
+    std::unique_ptr<PluginWraper> plugin = env().loader->create();
+    CreateInfo createInfo{};
+    createInfo.nodeName = "SdsrNode0";
+    VoaNodeInterface node{};
+    node.getProcessingTime = &processingTime;
+    plugin->initialize(&createInfo, node);
+    return plugin;
+}
+
+struct PairTotals {
+    double subjectNs = 0.0;
+    double floorNs = 0.0;
+    uint64_t allocations = 0;
+    uint64_t count = 0;
+};
+
+// Times one processRequest and one memcpy of the visible bytes, in the given order.
+void timePair(benchmark::State& state, PluginWraper& plugin, BenchRequest& request,
+              bool subjectFirst, PairTotals& totals) {
+    double subjectNs = 0.0;
+    const auto subject = [&]() {
+        const uint64_t allocationsBefore = threadAllocations();
+        const double start = nowNs();
+        plugin.processRequest(&request.info);
+        subjectNs = nowNs() - start;
+        totals.allocations += threadAllocations() - allocationsBefore;
+    };
+    const auto floor = [&]() {
+        const double start = nowNs();
+        memcpy(request.output.luma(), request.input.luma(), request.visibleBytes());
+        benchmark::ClobberMemory();
+        totals.floorNs += nowNs() - start;
+    };
+    if (subjectFirst) {
+        subject();
+        floor();
+    } else {
+        floor();
+        subject();
+    }
+    totals.subjectNs += subjectNs;
+    ++totals.count;
+    state.SetIterationTime(subjectNs / 1e9);
+}
+
+void copyPathBenchmark(benchmark::State& state, const std::string& key, uint32_t stride,
+                       bool gatesOpen) {
+    if (gatesOpen) {
+        openLogGates();
+    } else {
+        closeLogGates();
+    }
+    std::unique_ptr<PluginWraper> plugin = newPlugin();
+    BenchRequest request(kUnsupportedFormat, stride);
+    // The first request of a plugin object loads the algorithm library; time the ones after it.
+    plugin->processRequest(&request.info);
+    PairTotals totals;
+    bool subjectFirst = true;
+    for (auto _ : state) {
+        timePair(state, *plugin, request, subjectFirst, totals);
+        subjectFirst = !subjectFirst;
+        korahost::resetObservations();
+    }
+    // The last thing written was the plugin's copy or the floor's: make it the plugin's.
+    request.output.fill(0x11, 0x22);
+    plugin->processRequest(&request.info);
+    const bool copied = request.output.sameVisiblePixels(request.input);
+    plugin->destroy();
+    if (!copied) {
+        state.SkipWithError("the copy path did not copy the input");
+        recordError(key, "the copy path did not copy the input");
+        return;
+    }
+    const double n = static_cast<double>(totals.count);
+    const double subjectMs = totals.subjectNs / n / 1e6;
+    const double floorMs = totals.floorNs / n / 1e6;
+    const double ratio = subjectMs / floorMs;
+    state.counters["memcpy_ms"] = floorMs;
+    state.counters["ratio"] = ratio;
+    state.counters["allocs"] = static_cast<double>(totals.allocations) / n;
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
+                            static_cast<int64_t>(request.visibleBytes()));
+
+    Figure figure;
+    figure.what = "processRequest copy path, 4000x3000 format 34, stride " +
+                  std::to_string(stride) + ", log gates " + (gatesOpen ? "open" : "closed");
+    figure.value = formatNumber(subjectMs, 3) + " ms";
+    figure.floor = formatNumber(floorMs, 3) + " ms memcpy " +
+                   formatNumber(static_cast<double>(request.visibleBytes()) / 1e6, 0) + " MB";
+    figure.ratio = formatNumber(ratio, 3) + "x";
+    if (!gatesOpen) {
+        figure.goal = "<= 1.10x";
+        figure.verdict = ratio <= 1.10 ? Verdict::Met : Verdict::Missed;
+    }
+    recordFigure(key, figure);
+}
+
+template <typename Fn>
+Fn scripted(const char* name) {
+    return reinterpret_cast<Fn>(env().scriptedSymbol(name));
+}
+
+void successPathBenchmark(benchmark::State& state, const std::string& key, bool gatesOpen) {
+    if (gatesOpen) {
+        openLogGates();
+    } else {
+        closeLogGates();
+    }
+    const auto reset = scripted<void (*)()>("sdsrScripted_reset");
+    const auto setRunTransform = scripted<void (*)(int)>("sdsrScripted_setRunTransform");
+    const auto callCount = scripted<size_t (*)()>("sdsrScripted_callCount");
+    const auto getCall = scripted<int (*)(size_t, ScriptedAlgoCall*)>("sdsrScripted_getCall");
+    reset();
+    setRunTransform(0);
+
+    std::unique_ptr<PluginWraper> plugin = newPlugin();
+    BenchRequest request(17, kWidth);
+    // A plugin object's first request loads the algorithm library and the metadata helper; the
+    // figure is for the requests after it.
+    plugin->processRequest(&request.info);
+    reset();
+    setRunTransform(0);
+    korahost::resetObservations();
+    PairTotals totals;
+    bool subjectFirst = true;
+    for (auto _ : state) {
+        timePair(state, *plugin, request, subjectFirst, totals);
+        subjectFirst = !subjectFirst;
+        // The request must have taken the successful path: GetVersion, Init, Run, Unit, all 0.
+        ScriptedAlgoCall last{};
+        if (callCount() != 4 || getCall(3, &last) != 0 || last.kind != SCRIPTED_CALL_UNIT) {
+            state.SkipWithError("the request did not take the successful path");
+            break;
+        }
+        reset();
+        setRunTransform(0);
+        korahost::resetObservations();
+    }
+    plugin->destroy();
+    reset();
+    if (state.error_occurred()) {
+        recordError(key, "the request did not take the successful path");
+        return;
+    }
+    const double n = static_cast<double>(totals.count);
+    const double subjectUs = totals.subjectNs / n / 1e3;
+    const double floorUs = totals.floorNs / n / 1e3;
+    const double share = subjectUs / floorUs;
+    const double allocations = static_cast<double>(totals.allocations) / n;
+    state.counters["memcpy_us"] = floorUs;
+    state.counters["share_pct"] = share * 100.0;
+    state.counters["allocs"] = allocations;
+
+    Figure figure;
+    figure.what = std::string(
+                      "processRequest successful path, Run does nothing, 4000x3000 "
+                      "NV21, log gates ") +
+                  (gatesOpen ? "open" : "closed") + " (allocations per request)";
+    figure.value = formatNumber(subjectUs, 1) + " us (" + formatNumber(allocations, 0) + " allocs)";
+    figure.floor = formatNumber(floorUs, 1) + " us memcpy of the image";
+    figure.ratio = formatNumber(share * 100.0, 2) + " %";
+    figure.goal = "< 5 %";
+    figure.verdict = share < 0.05 ? Verdict::Met : Verdict::Missed;
+    recordFigure(key, figure);
+}
+
+}  // namespace
+
+void registerRequestBenchmarks() {
+    struct CopyCase {
+        const char* key;
+        uint32_t stride;
+        bool gatesOpen;
+    };
+    for (const CopyCase& c :
+         {CopyCase{"2a", 4000, false}, CopyCase{"2b", 4096, false}, CopyCase{"2c", 4000, true}}) {
+        const std::string key = c.key;
+        const uint32_t stride = c.stride;
+        const bool gatesOpen = c.gatesOpen;
+        addBenchmark("processRequest/copy_path/stride_" + std::to_string(stride) + "/gates_" +
+                         (gatesOpen ? "open" : "closed"),
+                     [key, stride, gatesOpen](benchmark::State& state) {
+                         copyPathBenchmark(state, key, stride, gatesOpen);
+                     })
+            ->UseManualTime()
+            ->Unit(benchmark::kMillisecond);
+    }
+    for (const bool gatesOpen : {false, true}) {
+        const std::string key = gatesOpen ? "3b" : "3a";
+        addBenchmark(std::string("processRequest/success_path/run_does_nothing/gates_") +
+                         (gatesOpen ? "open" : "closed"),
+                     [key, gatesOpen](benchmark::State& state) {
+                         successPathBenchmark(state, key, gatesOpen);
+                     })
+            ->UseManualTime()
+            ->Unit(benchmark::kMicrosecond);
+    }
+}
+
+}  // namespace sdsrbench
