@@ -8,6 +8,7 @@
 #pragma once
 
 #include <stdlib.h>
+#include <string.h>
 
 #include <string>
 
@@ -17,7 +18,9 @@ namespace voalgo2 {
 inline std::string devicePath(const char* path) {
     const char* root = getenv("KORA_DEVICE_ROOT");
     if (root == nullptr || root[0] == '\0' || path == nullptr) return path ? path : "";
-    std::string mapped(root);
+    std::string mapped;
+    mapped.reserve(strlen(root) + 1 + strlen(path));  // one allocation per path
+    mapped += root;
     if (path[0] != '/') mapped += '/';
     mapped += path;
     return mapped;

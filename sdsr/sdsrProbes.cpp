@@ -9,6 +9,7 @@
 #include <fstream>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "devicePath.h"
@@ -43,14 +44,15 @@ bool SdSrPlugin::getDataByFileAndKeywords(const char* path, std::vector<std::str
     while (fgets(buffer, sizeof(buffer), file) != nullptr) {
         if (keywords.empty())
             break;
-        const std::string line(buffer);
+        // The line is searched where fgets left it, NUL-terminated, without a copy.
+        const std::string_view line(buffer);
         // Substring match, first keyword in list order wins; each keyword counts once.
         for (auto it = keywords.begin(); it != keywords.end(); ++it) {
-            if (line.find(*it) == std::string::npos)
+            if (line.find(*it) == std::string_view::npos)
                 continue;
             const size_t colon = line.find(':');
-            const std::string number = colon == std::string::npos ? line : line.substr(colon + 1);
-            const double value = atof(number.c_str());
+            const char* number = colon == std::string_view::npos ? buffer : buffer + colon + 1;
+            const double value = atof(number);
             keywords.erase(it);
             sum = static_cast<float>(static_cast<double>(sum) + value);
             break;
@@ -90,10 +92,17 @@ bool SdSrPlugin::isSameSdsrVersion() {
 }
 
 bool SdSrPlugin::modelAccess(const char* modelName) {
-    // The device path is formed in a fixed buffer: an overlong name is tested cut short.
+    // The device path is formed in a fixed buffer: an overlong name is tested cut short, to the
+    // 127 characters a bounded "%s%s" would keep. Joined by hand: this runs twelve times per
+    // request, and the formatter costs more than the rest of the check outside the kernel.
     char buf[128];
     memset(buf, 0, sizeof(buf));
-    snprintf(buf, sizeof(buf), "%s%s", kModelDirectory, modelName != nullptr ? modelName : "");
+    const size_t directoryLength = strlen(kModelDirectory);
+    memcpy(buf, kModelDirectory, directoryLength);
+    if (modelName != nullptr) {
+        const size_t room = sizeof(buf) - 1 - directoryLength;
+        memcpy(buf + directoryLength, modelName, strnlen(modelName, room));
+    }
     if (access(voalgo2::devicePath(buf).c_str(), R_OK) == 0) {
         SDSR_LOGD("buf:%s is access", buf);
         return true;
