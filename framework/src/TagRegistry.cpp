@@ -9,6 +9,7 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <string_view>
 
 #include "VoMetadata.h"
 
@@ -25,7 +26,8 @@ struct Entry {
 struct Registry {
     std::mutex lock;
     std::map<uint32_t, Entry> byId;
-    std::map<std::string, uint32_t> byName;
+    // Transparent comparison: a lookup by C string builds no std::string.
+    std::map<std::string, uint32_t, std::less<>> byName;
 
     Registry() {
         static const struct {
@@ -92,8 +94,9 @@ TagInfo tagByName(const char* name) {
     if (name == nullptr)
         return TagInfo{false, 0, 0};
     Registry& r = registry();
+    const std::string_view key(name);
     std::lock_guard<std::mutex> guard(r.lock);
-    auto it = r.byName.find(name);
+    auto it = r.byName.find(key);
     if (it == r.byName.end())
         return TagInfo{false, 0, 0};
     return TagInfo{true, it->second, r.byId[it->second].type};
