@@ -87,6 +87,21 @@ char levelOfPriority(int priority) {
     }
 }
 
+void updateLogWanted(HostState& s) {
+    s.logWanted.store(s.logCapture || s.logEcho || !s.logListeners.empty());
+}
+
+bool logWanted() {
+    return state().logWanted.load(std::memory_order_relaxed);
+}
+
+int formatDropped(const char* fmt, va_list args) {
+    if (fmt == nullptr)
+        return 0;
+    char text[1024];
+    return vsnprintf(text, sizeof(text), fmt, args);
+}
+
 void emitLog(LogRecord&& record) {
     record.timeUs = nowUs();
     record.pid = int(getpid());
@@ -120,6 +135,7 @@ using detail::state;
 void setLogCapture(bool enabled) {
     std::lock_guard<std::mutex> guard(state().lock);
     state().logCapture = enabled;
+    detail::updateLogWanted(state());
 }
 
 std::vector<LogRecord> takeLogs() {
@@ -135,6 +151,7 @@ void clearLogs() {
 void setLogEcho(bool enabled) {
     std::lock_guard<std::mutex> guard(state().lock);
     state().logEcho = enabled;
+    detail::updateLogWanted(state());
 }
 
 std::string formatThreadtime(const LogRecord& record) {
@@ -154,12 +171,14 @@ int addLogListener(std::function<void(const LogRecord&)> listener) {
     std::lock_guard<std::mutex> guard(state().lock);
     const int id = state().nextListenerId++;
     state().logListeners[id] = std::move(listener);
+    detail::updateLogWanted(state());
     return id;
 }
 
 void removeLogListener(int id) {
     std::lock_guard<std::mutex> guard(state().lock);
     state().logListeners.erase(id);
+    detail::updateLogWanted(state());
 }
 
 void setEncryptCatchResult(int result) {
@@ -185,6 +204,13 @@ void openAllLogGates() {
 extern "C" int __android_log_print(int prio, const char* tag, const char* fmt, ...) {
     va_list args;
     va_start(args, fmt);
+    if (!korahost::detail::logWanted()) {
+        // Nothing takes the line: format it, as the device's log does, and drop it.
+        const int length = korahost::detail::formatDropped(fmt, args);
+        va_end(args);
+        korahost::detail::takePendingContext();
+        return length;
+    }
     std::string text = korahost::detail::formatV(fmt, args);
     va_end(args);
 

@@ -25,6 +25,9 @@ struct HostState {
     std::vector<LogRecord> logs;
     std::map<int, std::function<void(const LogRecord&)>> logListeners;
     int nextListenerId = 1;
+    // Whether anything takes log lines (capture, echo or a listener); kept up to date under
+    // `lock` and read without it, so that lines nobody takes cost only their formatting.
+    std::atomic<bool> logWanted{true};
 
     // Properties
     std::map<std::string, std::string> properties;
@@ -50,6 +53,8 @@ struct HostState {
 };
 
 HostState& state();
+// Recomputes HostState::logWanted; call with HostState::lock held.
+void updateLogWanted(HostState& s);
 int64_t nowUs();
 // Hands one log record to the sink, the listeners and the echo.
 void emitLog(LogRecord&& record);

@@ -26,6 +26,10 @@ void setPendingContext(uint32_t group, const char* file, int line, const char* f
 PendingContext takePendingContext();
 
 std::string formatV(const char* fmt, va_list args);
+// Whether anything takes log lines now (capture, echo or a listener).
+bool logWanted();
+// Formats a line that nothing takes into a scratch buffer; returns the formatter's result.
+int formatDropped(const char* fmt, va_list args);
 int priorityOfLevel(char level);
 char levelOfPriority(int priority);
 

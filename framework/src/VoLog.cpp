@@ -40,6 +40,12 @@ void Log::logSystem(uint32_t group, const char* level, const char* fileName,
                     const char* functionName, int line, const char* fmt, ...) {
     va_list args;
     va_start(args, fmt);
+    if (!korahost::detail::logWanted()) {
+        // Nothing takes the line: format it, as the device's log system does, and drop it.
+        korahost::detail::formatDropped(fmt, args);
+        va_end(args);
+        return;
+    }
     std::string message = korahost::detail::formatV(fmt, args);
     va_end(args);
 
