@@ -68,7 +68,7 @@ void closedGateBenchmark(benchmark::State& state, const std::string& key, Closed
 
     Figure figure;
     figure.what = std::string("log statement, gate closed by ") +
-                  (how == Closed::ByLevel ? "level" : "group") + " (allocations per statement)";
+                  (how == Closed::ByLevel ? "level" : "group");
     figure.value = formatNumber(statement, 2) + " ns (" + formatNumber(allocationsPerStatement, 0) +
                    " allocs)";
     figure.floor = formatNumber(empty, 2) + " ns empty statement";
