@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <algorithm>
 #include <cmath>
 #include <string>
 #include <vector>
@@ -86,7 +87,8 @@ class ReferenceLibrary : public ::testing::Test {
             }
         }
         for (int row = 0; row < (h + 1) / 2; ++row) {
-            for (int x = 0; x < ((w + 1) & ~1); ++x) {
+            // An odd width with stride == width leaves room for `stride` chroma bytes only.
+            for (int x = 0; x < std::min((w + 1) & ~1, stride); ++x) {
                 img.chroma[static_cast<size_t>(row) * stride + x] = static_cast<uint8_t>(x + row);
             }
         }
