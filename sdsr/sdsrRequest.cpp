@@ -101,6 +101,35 @@ std::string readImageName(const std::shared_ptr<VoMetadata>& meta) {
     return name;
 }
 
+// The library reads and writes `rows` rows of `width` bytes, `stride` apart; a plane whose size
+// the framework gives (non-zero) must hold them.
+bool planeHolds(uint64_t planeSize, uint64_t rows, uint64_t stride, uint64_t width) {
+    return planeSize == 0 || (rows - 1) * stride + width <= planeSize;
+}
+
+// The library gets the input's width, height and stride only, and both planes of both buffers
+// by address: it may run only when the output describes the same image as the input, both have
+// their two planes, and no plane is known to be smaller than the image.
+bool buffersFitLibrary(const voalgo2::VoImageBuffer& input, const voalgo2::VoImageBuffer& output) {
+    if (input.width == 0 || input.height == 0 || input.stride < input.width)
+        return false;
+    if (output.width != input.width || output.height != input.height ||
+        output.stride != input.stride)
+        return false;
+    const uint64_t chromaWidth =
+        std::min<uint64_t>((uint64_t(input.width) + 1) & ~uint64_t(1), input.stride);
+    for (const voalgo2::VoImageBuffer* buffer : {&input, &output}) {
+        if (buffer->planeCount < 2 || buffer->planeAddr[0] == nullptr ||
+            buffer->planeAddr[1] == nullptr)
+            return false;
+        if (!planeHolds(buffer->planeSize[0], input.height, input.stride, input.width) ||
+            !planeHolds(buffer->planeSize[1], (uint64_t(input.height) + 1) / 2, input.stride,
+                        chromaWidth))
+            return false;
+    }
+    return true;
+}
+
 }  // namespace
 
 void SdSrPlugin::bindAlgoLibrary() {
@@ -265,6 +294,18 @@ int SdSrPlugin::processRequest(ProcessRequestInfo* request) {
                 m_sdsrAlgoHandle, reinterpret_cast<void*>(m_getVersionFn),
                 reinterpret_cast<void*>(m_initFn), reinterpret_cast<void*>(m_runFn),
                 reinterpret_cast<void*>(m_unitFn));
+            return 0;
+        }
+
+        // Buffers the library cannot safely work on (it would write past the output) are copied.
+        if (!buffersFitLibrary(inputBuffer, outputBuffer)) {
+            copyInputToOutput(inputBuffer, outputBuffer);
+            SDSR_LOGE(
+                "sdsr buffers unusable (input %ux%u stride %u planes %u, output %ux%u stride %u "
+                "planes %u), skip sdsr!  Going voCopyBuffer.",
+                inputBuffer.width, inputBuffer.height, inputBuffer.stride, inputBuffer.planeCount,
+                outputBuffer.width, outputBuffer.height, outputBuffer.stride,
+                outputBuffer.planeCount);
             return 0;
         }
 
