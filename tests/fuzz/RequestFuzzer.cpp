@@ -189,8 +189,9 @@ std::shared_ptr<VoMetadata> decodeMetadata(FuzzInput& in, std::shared_ptr<VoMeta
 // ---- Buffers --------------------------------------------------------------------------------
 
 // One image of the request with the memory it describes. The allocation always holds what the
-// description promises (rows of max(stride, width) bytes, max(scanline, height) luma rows): the
-// framework's buffers are what they claim, whatever odd values the claim has.
+// description promises (rows of max(stride, even width) bytes, as an odd width still has whole
+// chroma pairs, and max(scanline, height) luma rows): the framework's buffers are what they
+// claim, whatever odd values the claim has.
 struct OwnedImage {
     std::unique_ptr<uint8_t[]> bytes;
     size_t lumaBytes = 0;
@@ -202,7 +203,7 @@ struct OwnedImage {
 struct Request {
     ProcessRequestInfo info{};
     std::vector<std::unique_ptr<OwnedImage>> images;
-    size_t pixelBudget = 4u << 20;
+    size_t pixelBudget = 1u << 20;
 };
 
 ImageParams decodeImage(FuzzInput& in, Request& request, std::shared_ptr<VoMetadata>& previous) {
@@ -246,7 +247,7 @@ ImageParams decodeImage(FuzzInput& in, Request& request, std::shared_ptr<VoMetad
     image.planeCount = planeChoice < 5 ? 2u : planeChoice < 9 ? planeChoice - 5 : in.u32();
 
     auto owned = std::make_unique<OwnedImage>();
-    size_t pitch = std::max(image.stride, image.width);
+    size_t pitch = std::max(image.stride, (image.width + 1) & ~1u);
     size_t rows = std::max(image.scanline, image.height);
     if (pitch * rows * 3 / 2 > request.pixelBudget) {
         // Past the budget the description shrinks, not the honesty of the allocation.
@@ -254,7 +255,7 @@ ImageParams decodeImage(FuzzInput& in, Request& request, std::shared_ptr<VoMetad
         image.height = std::min(image.height, 8u);
         image.stride = std::min(image.stride, 8u);
         image.scanline = std::min(image.scanline, 8u);
-        pitch = std::max(image.stride, image.width);
+        pitch = std::max(image.stride, (image.width + 1) & ~1u);
         rows = std::max(image.scanline, image.height);
     }
     owned->lumaBytes = pitch * rows;
@@ -262,8 +263,12 @@ ImageParams decodeImage(FuzzInput& in, Request& request, std::shared_ptr<VoMetad
     const size_t total = owned->lumaBytes + owned->chromaBytes;
     request.pixelBudget -= std::min(request.pixelBudget, total);
     owned->bytes.reset(new uint8_t[total]);
-    for (size_t i = 0; i < total; ++i)
-        owned->bytes[i] = uint8_t(i * 131 + total);
+    // Content differs between images (so a copy shows), filled by block copies (fast).
+    uint8_t pattern[509];
+    for (size_t i = 0; i < sizeof(pattern); ++i)
+        pattern[i] = uint8_t(i * 131 + request.images.size() * 71 + 1);
+    for (size_t at = 0; at < total; at += sizeof(pattern))
+        memcpy(owned->bytes.get() + at, pattern, std::min(sizeof(pattern), total - at));
 
     const uint32_t sizeMode = in.below(4);
     owned->sizesHonest = sizeMode != 3;
