@@ -998,7 +998,8 @@ json readJsonFile(const std::string& path) {
         throw SessionError("", "cannot open " + path + ": " + strerror(errno));
     try {
         return json::parse(in);
-    } catch (const json::parse_error& e) {
+    } catch (const json::exception& e) {
+        // Syntax errors, and numbers no double can hold (out_of_range 406).
         std::string what = e.what();
         const size_t colon = what.find("]: ");
         if (colon != std::string::npos)
