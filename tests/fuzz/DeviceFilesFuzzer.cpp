@@ -35,13 +35,15 @@ void require(bool condition, const char* what) {
 }
 
 sdsrtest::DeviceTree& tree() {
-    static sdsrtest::DeviceTree* t = [] {
+    // Removed at exit.
+    static sdsrtest::DeviceTree t;
+    static const bool prepared = [] {
         korahost::setLogEcho(getenv("SDSR_FUZZ_LOG") != nullptr);
-        auto* created = new sdsrtest::DeviceTree();
-        created->writeAllModels();
-        return created;
+        t.writeAllModels();
+        return true;
     }();
-    return *t;
+    (void)prepared;
+    return t;
 }
 
 enum class FileState { Absent, File, Directory };

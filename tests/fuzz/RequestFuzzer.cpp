@@ -53,8 +53,8 @@ struct Fixture {
 };
 
 Fixture& fixture() {
-    static Fixture* f = new Fixture();  // lives until exit, as the camera process keeps us
-    return *f;
+    static Fixture f;  // until exit, which removes the device tree
+    return f;
 }
 
 uint32_t tagId(const char* name) {

@@ -5,9 +5,8 @@
 #include <stdio.h>
 #include <stdlib.h>
 
+#include <filesystem>
 #include <string>
-
-#include <nlohmann/json.hpp>
 
 #include "Runner.h"
 #include "Session.h"
@@ -15,14 +14,26 @@
 
 namespace {
 
-// Relative image files resolve here: an empty directory, so a session names no file of ours.
-const std::string& baseDir() {
-    static const std::string dir = [] {
+// The session file is written here; relative image files resolve here too, to nothing. Removed
+// at exit.
+struct ScratchDir {
+    std::string path;
+    ScratchDir() {
         char pattern[] = "/tmp/sdsr-fuzz-session-XXXXXX";
         const char* made = mkdtemp(pattern);
-        return std::string(made != nullptr ? made : "/nonexistent");
-    }();
-    return dir;
+        if (made == nullptr)
+            abort();
+        path = made;
+    }
+    ~ScratchDir() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path, ignored);
+    }
+};
+
+const std::string& baseDir() {
+    static ScratchDir dir;
+    return dir.path;
 }
 
 // Running costs a plugin load and the pixels of every buffer: only small sessions run, and none
@@ -46,17 +57,16 @@ bool smallEnoughToRun(const korasim::Session& session) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    nlohmann::json document;
-    try {
-        document = nlohmann::json::parse(data, data + size);
-    } catch (const nlohmann::json::parse_error&) {
-        return 0;  // korasim: "not valid JSON", exit 2
-    }
+    // Through korasim's own entry point, file and all, so its JSON error mapping is fuzzed too.
+    const std::string file = baseDir() + "/session.json";
+    FILE* out = fopen(file.c_str(), "wb");
+    if (out == nullptr || fwrite(data, 1, size, out) != size || fclose(out) != 0)
+        abort();
     korasim::Session session;
     try {
-        session = korasim::parseSession(document, baseDir());
+        session = korasim::loadSession(file);
     } catch (const korasim::SessionError&) {
-        return 0;  // exit 2, with the JSON path of the bad value
+        return 0;  // exit 2: not JSON, or the JSON path of the bad value
     }
     if (!smallEnoughToRun(session))
         return 0;
