@@ -10,6 +10,7 @@
 #include <fstream>
 #include <stdexcept>
 
+#include "Guard.h"
 #include "MetaHelperDoubleControl.h"
 #include "korahost/HostControl.h"
 
@@ -70,6 +71,8 @@ DeviceRoot::DeviceRoot(const std::string& root, bool keep) : m_remove(false) {
         }
         m_root = buffer.data();
         m_remove = !keep;
+        if (m_remove)
+            registerTemporaryTree(m_root);
     } else {
         std::error_code ec;
         fs::create_directories(root, ec);
@@ -86,6 +89,7 @@ DeviceRoot::~DeviceRoot() {
     if (m_remove) {
         std::error_code ignored;
         fs::remove_all(m_root, ignored);
+        forgetTemporaryTree(m_root);
     }
 }
 

@@ -31,6 +31,8 @@ class DeviceRoot {
     DeviceRoot& operator=(const DeviceRoot&) = delete;
 
     const std::string& root() const { return m_root; }
+    // True when the tree is removed with this object (and by the guard on any other exit).
+    bool temporary() const { return m_remove; }
     std::string hostPath(const std::string& devicePath) const;
     void write(const std::string& devicePath, const std::string& content) const;
     void remove(const std::string& devicePath) const;

@@ -83,6 +83,37 @@ bool writePng(const std::string& path, const RgbImage& image, std::string* error
     return true;
 }
 
+bool readPngSize(const std::string& path, int* width, int* height, std::string* error) {
+    File file(fopen(path.c_str(), "rb"));
+    if (!file) {
+        if (error)
+            *error = "cannot open " + path + ": " + strerror(errno);
+        return false;
+    }
+    std::string message;
+    png_structp png =
+        png_create_read_struct(PNG_LIBPNG_VER_STRING, &message, onPngError, onPngWarning);
+    png_infop info = png ? png_create_info_struct(png) : nullptr;
+    if (png == nullptr || info == nullptr) {
+        png_destroy_read_struct(&png, nullptr, nullptr);
+        if (error)
+            *error = "libpng could not start";
+        return false;
+    }
+    if (setjmp(png_jmpbuf(png))) {
+        png_destroy_read_struct(&png, &info, nullptr);
+        if (error)
+            *error = "not a readable PNG: " + message;
+        return false;
+    }
+    png_init_io(png, file.get());
+    png_read_info(png, info);
+    *width = static_cast<int>(png_get_image_width(png, info));
+    *height = static_cast<int>(png_get_image_height(png, info));
+    png_destroy_read_struct(&png, &info, nullptr);
+    return true;
+}
+
 bool readPng(const std::string& path, RgbImage* image, std::string* error) {
     File file(fopen(path.c_str(), "rb"));
     if (!file) {

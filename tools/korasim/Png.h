@@ -26,6 +26,9 @@ struct RgbImage {
 bool writePng(const std::string& path, const RgbImage& image, std::string* error);
 // Reads any 8- or 16-bit PNG (gray, palette, with or without alpha) as RGB; alpha is dropped.
 bool readPng(const std::string& path, RgbImage* image, std::string* error);
+// Reads only the header chunks: the image size, without decoding any pixel. False with a
+// reason when the file is not a readable PNG.
+bool readPngSize(const std::string& path, int* width, int* height, std::string* error);
 // True when the file starts with the PNG signature.
 bool looksLikePng(const std::string& path);
 

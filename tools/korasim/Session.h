@@ -128,6 +128,8 @@ struct Step {
     bool flushAll = false;
     // setDevice
     DeviceSpec device;
+    // What the step must show in its report (see Expect.h); null when nothing is expected.
+    nlohmann::json expect;
 };
 
 struct Session {

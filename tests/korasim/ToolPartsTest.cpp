@@ -1,0 +1,248 @@
+// korasim's parts that need no plugin: the strict JSON reader, the expectation checker, the
+// logcat filter, the comparison figures, the memory budget, JUnit output and the signal-safe
+// tree removal.
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "Budget.h"
+#include "Expect.h"
+#include "Guard.h"
+#include "JUnit.h"
+#include "JsonFile.h"
+#include "LogFilter.h"
+#include "Picture.h"
+#include "Png.h"
+#include "Session.h"
+
+using nlohmann::json;
+using namespace korasim;
+namespace fs = std::filesystem;
+
+namespace {
+
+struct TempDir {
+    std::string path;
+    TempDir() {
+        char pattern[] = "/tmp/korasim-parts-XXXXXX";
+        path = mkdtemp(pattern);
+    }
+    ~TempDir() { fs::remove_all(path); }
+};
+
+std::string errorPath(const std::string& text) {
+    try {
+        parseJsonStrict(text);
+    } catch (const SessionError& e) {
+        return e.path() + " | " + e.what();
+    }
+    return "ok";
+}
+
+TEST(KorasimParts, StrictJsonNamesTheDuplicateKeyByItsPath) {
+    const std::vector<std::pair<const char*, const char*>> cases = {
+        {R"({"a": 1, "b": {"a": 2}})", "ok"},
+        {R"({"a": 1, "a": 2})", "a | duplicate key"},
+        {R"({"steps": [{"do": "create"}, {"do": "x", "do": "y"}]})", "steps[1].do | duplicate"},
+        {R"({"request": {"inputs": [1, [2, 3], {"width": 1, "width": 2}]}})",
+         "request.inputs[2].width | duplicate"},
+        {R"([{"k": []}, {"k": {}, "k": 0}])", "[1].k | duplicate"},
+        {R"({"a": )", " | not valid JSON"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(errorPath(c.first).substr(0, strlen(c.second)), c.second) << c.first;
+
+    TempDir dir;
+    for (const std::string& bad : {dir.path, std::string("/dev/null"), dir.path + "/none.json"}) {
+        try {
+            readJsonStrict(bad);
+            ADD_FAILURE() << bad;
+        } catch (const SessionError& e) {
+            EXPECT_NE(std::string(e.what()).find(bad), std::string::npos) << e.what();
+        }
+    }
+}
+
+// One processRequest step's report as korasim writes it.
+const json kStep = json::parse(R"({
+  "do": "processRequest", "return": 0, "path": "runFailed",
+  "process": {"path": "runFailed", "runCode": -5},
+  "outputs": [{"equalsInput": true}],
+  "exif": [{"committed": true, "records": [{"key": "on", "value": "1"},
+           {"key": "runFailed", "value": "-5"}, {"key": "zoomRatio", "value": "10.000000"}]}],
+  "dfx": [{"code": 0, "module": 7}, {"code": -5, "module": 7}],
+  "algorithmCalls": [{"call": "GetVersion"}, {"call": "Init", "record": {"width": 640,
+                      "zoomRatio": 10.0, "path_assets": "/data/vendor/camera/"}}, {"call": "Run"}],
+  "dumps": [{"device": "/data/vendor/camera/IMG_1_SDSR_640x480_zoom10x_input.NV12"}]
+})");
+
+TEST(KorasimParts, ExpectationsReportEachMismatchWithWantedAndActual) {
+    const std::vector<std::pair<json, std::vector<std::string>>> cases = {
+        {{{"path", "runFailed"}, {"return", 0}, {"outputEqualsInput", true}}, {}},
+        {{{"path", "processed"}}, {"expect.path"}},
+        {{{"exif",
+           {{"committed", true},
+            {"keys",
+             {{"runFailed", -5}, {"zoomRatio", 10}, {"on", true}, {"initFailed", nullptr}}}}}},
+         {}},
+        {{{"exif",
+           {{"committed", false},
+            {"keys", {{"runFailed", "-4"}, {"initFailed", true}, {"on", nullptr}}}}}},
+         {"expect.exif.committed", "expect.exif.keys.initFailed", "expect.exif.keys.on",
+          "expect.exif.keys.runFailed"}},
+        {{{"dfx", {0, -5}}, {"algorithmCalls", {"GetVersion", "Init", "Run"}}}, {}},
+        {{{"dfx", {-5}}, {"algorithmCalls", {"GetVersion", "Init", "Run", "Unit"}}},
+         {"expect.algorithmCalls", "expect.dfx"}},
+        {{{"init", {{"width", 640}, {"zoomRatio", 10}, {"path_assets", "/data/vendor/camera/"}}}},
+         {}},
+        {{{"init", {{"width", 641}, {"stride", 640}}}},
+         {"expect.init.stride", "expect.init.width"}},
+        {{{"dumps", {"*_input.NV12"}}}, {}},
+        {{{"dumps", {"*_input.NV12", "*_output.NV12"}}}, {"expect.dumps"}},
+        {{{"dumps", json::array()}}, {"expect.dumps"}},
+    };
+    for (const auto& c : cases) {
+        std::vector<std::string> keys;
+        for (const auto& m : checkExpect(c.first, kStep, "steps[3] (processRequest)"))
+            keys.push_back(m.key);
+        std::sort(keys.begin(), keys.end());
+        EXPECT_EQ(keys, c.second) << c.first.dump();
+    }
+    const auto m = checkExpect({{"path", "processed"}}, kStep, "steps[3] (processRequest)");
+    ASSERT_EQ(m.size(), 1u);
+    EXPECT_EQ(describe(m[0]),
+              R"(steps[3] (processRequest): expect.path: wanted "processed", got "runFailed")");
+    // A refusal reason matches the short id of the explained decision or the plain reason.
+    const json refused = {
+        {"answer", false}, {"reason", "memoryOrController"}, {"decision", {{"reason", "memory"}}}};
+    EXPECT_TRUE(checkExpect({{"reason", "memory"}, {"answer", false}}, refused, "s").empty());
+    EXPECT_TRUE(checkExpect({{"reason", "memoryOrController"}}, refused, "s").empty());
+    EXPECT_EQ(checkExpect({{"reason", "controller"}}, refused, "s").at(0).actual, "\"memory\"");
+
+    for (const auto& bad : {json{{"answer", true}}, json{{"path", 3}}, json{{"dfx", {"x"}}},
+                            json{{"exif", {{"commited", true}}}}, json{{"init", {{"w", {1}}}}}}) {
+        EXPECT_THROW(validateExpect(bad, "steps[3].expect", StepKind::ProcessRequest), SessionError)
+            << bad.dump();
+    }
+    EXPECT_NO_THROW(validateExpect({{"answer", true}, {"reason", "x"}}, "e", StepKind::IsEnabled));
+}
+
+TEST(KorasimParts, LogcatFilterSpecsPassWhatLogcatWouldPass) {
+    struct Case {
+        const char* spec;
+        const char* tag;
+        char level;
+        bool passes;
+    };
+    const std::vector<Case> cases = {
+        {"", "SDSR", 'V', true},
+        {"SDSR:I VoAlgoEngine:W *:S", "SDSR", 'I', true},
+        {"SDSR:I VoAlgoEngine:W *:S", "SDSR", 'D', false},
+        {"SDSR:I VoAlgoEngine:W *:S", "VoAlgoEngine", 'I', false},
+        {"SDSR:I VoAlgoEngine:W *:S", "VoAlgoEngine", 'E', true},
+        {"SDSR:I VoAlgoEngine:W *:S", "offline", 'E', false},
+        {"SDSR:S", "SDSR", 'F', false},
+        {"SDSR:S", "other", 'V', true},
+        {"*:E", "SDSR", 'W', false},
+        {"SDSR", "SDSR", 'V', true},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(LogFilter::parse(c.spec).passes(c.tag, c.level), c.passes)
+            << c.spec << " " << c.tag << ":" << c.level;
+    }
+    for (const char* bad : {"SDSR:X", "SDSR:II", ":I"})
+        EXPECT_THROW(LogFilter::parse(bad), std::invalid_argument) << bad;
+    EXPECT_THROW(parseChannel("all"), std::invalid_argument);
+}
+
+TEST(KorasimParts, ComparisonFiguresOfKnownDifferences) {
+    EXPECT_FALSE(psnr({1, 2, 3}, {1, 2, 3}).has_value());
+    // One byte off by 255 in four: MSE 255^2/4, PSNR 10 log10(4).
+    EXPECT_NEAR(*psnr({0, 0, 0, 0}, {255, 0, 0, 0}), 6.0206, 1e-3);
+    const ByteComparison c = compareBytes({1, 2, 3, 4}, {1, 9, 3});
+    EXPECT_FALSE(c.identical);
+    EXPECT_EQ(c.differingBytes, 2u);
+    EXPECT_TRUE(compareBytes({5, 6}, {5, 6}).identical);
+
+    YuvBuffer in(17, 4, 4, 6, 4), out(17, 4, 4, 4, 4);
+    fillPattern(in, "gradient", 1);
+    std::vector<uint8_t> bytes = in.visibleBytes();
+    ASSERT_TRUE(out.setVisibleBytes(bytes));
+    EXPECT_EQ(difference(in, out)->changedPixels, 0.0);
+    bytes[5] ^= 1;           // one luma pixel
+    bytes[16 + 4 + 2] ^= 1;  // the V of the lower right 2x2 block: four pixels
+    ASSERT_TRUE(out.setVisibleBytes(bytes));
+    const auto d = difference(in, out);
+    EXPECT_DOUBLE_EQ(d->changedPixels, 5.0 / 16.0);
+    EXPECT_TRUE(d->psnrDb.has_value());
+    EXPECT_FALSE(difference(in, YuvBuffer(17, 4, 2, 4, 2)).has_value());
+}
+
+TEST(KorasimParts, MemoryBudgetNamesTheBufferThatCrossesIt) {
+    const json doc = {
+        {"steps",
+         {{{"do", "create"}},
+          {{"do", "processRequest"},
+           {"inputs", {{{"width", 4096}, {"height", 4096}}, {{"width", 4096}, {"height", 4096}}}},
+           {"outputs", {{{"width", 64}, {"height", 64}}}}}}}};
+    const Session session = parseSession(doc, "/tmp");
+    EXPECT_NO_THROW(checkMemoryBudget(session, 49ull << 20));
+    try {
+        checkMemoryBudget(session, 30ull << 20);
+        ADD_FAILURE();
+    } catch (const SessionError& e) {
+        EXPECT_EQ(e.path(), "steps[1].inputs[1]");
+        EXPECT_NE(std::string(e.what()).find("48.0 MiB"), std::string::npos) << e.what();
+    }
+    EXPECT_EQ(parseBytes("2G"), 2ull << 30);
+    EXPECT_EQ(parseBytes("1500M"), 1500ull << 20);
+    EXPECT_EQ(parseBytes("4096"), 4096u);
+    for (const char* bad : {"", "G", "2T", "-1", "2.5G"})
+        EXPECT_THROW(parseBytes(bad), std::invalid_argument) << bad;
+}
+
+TEST(KorasimParts, PngSizeComesFromTheHeaderAndJUnitIsWellFormed) {
+    TempDir dir;
+    const std::string png = dir.path + "/a.png";
+    ASSERT_TRUE(writePng(png, RgbImage(7, 3), nullptr));
+    int w = 0, h = 0;
+    ASSERT_TRUE(readPngSize(png, &w, &h, nullptr));
+    EXPECT_EQ(w * 100 + h, 703);
+    EXPECT_FALSE(readPngSize(dir.path + "/none.png", &w, &h, nullptr));
+
+    const std::string xml = dir.path + "/j.xml";
+    ASSERT_TRUE(
+        writeJUnit(xml,
+                   {{"a.json", "pass", 0.5, 0, "", "ok\n"},
+                    {"b.json", "fail", 0.25, 3, "steps[2]: wanted \"x\" <y> & z", "\x01out"},
+                    {"c.json", "error", 0.1, 2, "bad", ""}},
+                   nullptr));
+    std::ifstream in(xml);
+    std::stringstream text;
+    text << in.rdbuf();
+    const std::string s = text.str();
+    for (const char* part :
+         {"tests=\"3\" failures=\"1\" errors=\"1\" time=\"0.850\"",
+          "<failure message=\"steps[2]: wanted &quot;x&quot; &lt;y&gt; &amp; z\"",
+          "<error message=\"bad\" type=\"exit 2\"", "?out"}) {
+        EXPECT_NE(s.find(part), std::string::npos) << part << "\n" << s;
+    }
+}
+
+TEST(KorasimParts, SignalSafeRemovalTakesTheTreeButNotWhatItLinksTo) {
+    TempDir outside, tree;
+    std::ofstream(outside.path + "/keep") << "x";
+    fs::create_directories(tree.path + "/a/b/c");
+    for (int i = 0; i < 300; ++i)  // more names than one getdents buffer holds
+        std::ofstream(tree.path + "/a/file-with-a-long-name-" + std::to_string(i)) << i;
+    fs::create_directory_symlink(outside.path, tree.path + "/a/b/link");
+    EXPECT_TRUE(removeTreeSignalSafe(tree.path.c_str()));
+    EXPECT_FALSE(fs::exists(tree.path));
+    EXPECT_TRUE(fs::exists(outside.path + "/keep"));
+    EXPECT_TRUE(removeTreeSignalSafe((tree.path + "/none").c_str()));
+}
+
+}  // namespace
