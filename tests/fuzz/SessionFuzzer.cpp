@@ -8,6 +8,8 @@
 #include <filesystem>
 #include <string>
 
+#include "Budget.h"
+#include "Expect.h"
 #include "Runner.h"
 #include "Session.h"
 #include "korahost/HostControl.h"
@@ -65,6 +67,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     korasim::Session session;
     try {
         session = korasim::loadSession(file);
+        korasim::checkMemoryBudget(session, korasim::kDefaultMemoryBudget);
     } catch (const korasim::SessionError&) {
         return 0;  // exit 2: not JSON, or the JSON path of the bad value
     }
@@ -76,6 +79,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     try {
         korasim::Runner runner(session, options);
         runner.run();
+        korasim::checkSession(session, runner.report());  // exit 3 with its mismatches
     } catch (const korasim::SessionError&) {
         // Mistakes that show only while running are exit 2 as well.
     }

@@ -34,6 +34,7 @@ const std::map<std::string, KeyRule>& rules() {
         {"path", {Shape::Text, {StepKind::ProcessRequest}}},
         {"skipped", {Shape::Boolean, {StepKind::ProcessRequest}}},
         {"outputEqualsInput", {Shape::Boolean, {StepKind::ProcessRequest}}},
+        {"outputSha256", {Shape::Text, {StepKind::ProcessRequest}}},
         {"exif", {Shape::Exif, kAll}},
         {"dfx", {Shape::IntegerList, kAll}},
         {"algorithmCalls", {Shape::TextList, kAll}},
@@ -165,6 +166,15 @@ struct Checker {
         const json refined = firstOf(step, {{section, key.c_str()}});
         if (wanted == plain || wanted == refined)
             return;
+        // A report without the explanation section names some outcomes by a wider id.
+        static const std::map<std::string, std::string> wider = {
+            {"memory", "memoryOrController"},   {"controller", "memoryOrController"},
+            {"version", "versionOrModels"},     {"models", "versionOrModels"},
+            {"libraryUnusable", "libraryCopy"}, {"buffersUnusable", "bufferCopy"},
+            {"unitStatus", "processed"}};
+        auto w = wider.find(wanted.get<std::string>());
+        if (refined.is_null() && w != wider.end() && plain == w->second)
+            return;
         add(key, wanted,
             refined.is_null() ? (plain.is_null() ? "absent" : plain.dump()) : refined.dump());
     }
@@ -284,6 +294,9 @@ std::vector<Mismatch> checkExpect(const json& expect, const json& step, const st
             const json& outputs = step.value("outputs", json::array());
             c.compare(key, wanted,
                       outputs.empty() ? json() : outputs[0].value("equalsInput", json()));
+        } else if (key == "outputSha256") {
+            const json& outputs = step.value("outputs", json::array());
+            c.compare(key, wanted, outputs.empty() ? json() : outputs[0].value("sha256", json()));
         } else if (key == "exif") {
             c.exif(wanted);
         } else if (key == "dfx") {
