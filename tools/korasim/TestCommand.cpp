@@ -1,77 +1,20 @@
 #include "TestCommand.h"
 
-#include <fcntl.h>
-#include <spawn.h>
 #include <stdio.h>
-#include <stdlib.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <filesystem>
-#include <fstream>
-#include <map>
 #include <sstream>
 
+#include "Children.h"
 #include "Session.h"
-
-extern char** environ;
 
 namespace fs = std::filesystem;
 
 namespace korasim {
 
 namespace {
-
-struct Scratch {
-    std::string dir;
-    Scratch() {
-        char pattern[] = "/tmp/korasim-test-run-XXXXXX";
-        if (mkdtemp(pattern) == nullptr)
-            throw std::runtime_error("cannot create a scratch directory for korasim test");
-        dir = pattern;
-    }
-    ~Scratch() {
-        std::error_code ignored;
-        fs::remove_all(dir, ignored);
-    }
-};
-
-std::string slurp(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream out;
-    out << in.rdbuf();
-    return out.str();
-}
-
-struct Running {
-    size_t index;
-    std::chrono::steady_clock::time_point start;
-};
-
-pid_t launch(const TestOptions& o, const std::string& session, const std::string& scratch,
-             size_t index) {
-    const std::string base = scratch + "/" + std::to_string(index);
-    std::vector<std::string> args = {o.executable, "run", session, "--report", base + ".json"};
-    args.insert(args.end(), o.runArgs.begin(), o.runArgs.end());
-    std::vector<char*> argv;
-    for (auto& a : args)
-        argv.push_back(a.data());
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t files;
-    posix_spawn_file_actions_init(&files);
-    posix_spawn_file_actions_addopen(&files, 1, (base + ".out").c_str(),
-                                     O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    posix_spawn_file_actions_addopen(&files, 2, (base + ".err").c_str(),
-                                     O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    pid_t pid = -1;
-    const int rc = posix_spawn(&pid, o.executable.c_str(), &files, nullptr, argv.data(), environ);
-    posix_spawn_file_actions_destroy(&files);
-    if (rc != 0)
-        throw std::runtime_error("cannot start " + o.executable + " for " + session);
-    return pid;
-}
 
 // The first line korasim printed about the failure, for the table and JUnit's message.
 std::string firstProblem(const std::string& err, int exitCode) {
@@ -84,22 +27,20 @@ std::string firstProblem(const std::string& err, int exitCode) {
     return "exit " + std::to_string(exitCode);
 }
 
-TestCaseResult finish(const std::string& name, int status, double seconds,
-                      const std::string& base) {
+TestCaseResult finish(const std::string& name, const ChildResult& child) {
     TestCaseResult r;
     r.name = name;
-    r.seconds = seconds;
-    const std::string out = slurp(base + ".out"), err = slurp(base + ".err");
-    r.output = out + err;
-    if (WIFEXITED(status)) {
-        r.exitCode = WEXITSTATUS(status);
+    r.seconds = child.seconds;
+    r.output = child.out + child.err;
+    if (WIFEXITED(child.status)) {
+        r.exitCode = WEXITSTATUS(child.status);
         r.outcome = r.exitCode == 0 ? "pass" : r.exitCode == 3 ? "fail" : "error";
     } else {
-        r.exitCode = 128 + (WIFSIGNALED(status) ? WTERMSIG(status) : 0);
+        r.exitCode = 128 + (WIFSIGNALED(child.status) ? WTERMSIG(child.status) : 0);
         r.outcome = "error";
     }
     if (r.outcome != "pass")
-        r.message = firstProblem(err, r.exitCode);
+        r.message = firstProblem(child.err, r.exitCode);
     return r;
 }
 
@@ -150,34 +91,17 @@ std::vector<std::string> collectSessions(const std::vector<std::string>& inputs)
 
 int runTests(const TestOptions& options, std::vector<TestCaseResult>* resultsOut) {
     const std::vector<std::string> sessions = collectSessions(options.inputs);
-    Scratch scratch;
-    std::vector<TestCaseResult> results(sessions.size());
-    std::map<pid_t, Running> running;
-    size_t next = 0;
-    const size_t jobs = static_cast<size_t>(std::max(1, options.jobs));
-    while (next < sessions.size() || !running.empty()) {
-        while (next < sessions.size() && running.size() < jobs) {
-            const pid_t pid = launch(options, sessions[next], scratch.dir, next);
-            running[pid] = {next, std::chrono::steady_clock::now()};
-            ++next;
-        }
-        int status = 0;
-        const pid_t done = waitpid(-1, &status, 0);
-        if (done < 0) {
-            if (errno == EINTR)
-                continue;
-            throw std::runtime_error("waiting for the sessions failed");
-        }
-        auto it = running.find(done);
-        if (it == running.end())
-            continue;
-        const double seconds =
-            std::chrono::duration<double>(std::chrono::steady_clock::now() - it->second.start)
-                .count();
-        const size_t i = it->second.index;
-        results[i] = finish(sessions[i], status, seconds, scratch.dir + "/" + std::to_string(i));
-        running.erase(it);
+    const std::string self = options.executable.empty() ? selfExecutable() : options.executable;
+    std::vector<std::vector<std::string>> commands;
+    for (const auto& session : sessions) {
+        std::vector<std::string> command = {self, "run", session, "--report", "/dev/null"};
+        command.insert(command.end(), options.runArgs.begin(), options.runArgs.end());
+        commands.push_back(command);
     }
+    const std::vector<ChildResult> children = runChildren(commands, options.jobs);
+    std::vector<TestCaseResult> results;
+    for (size_t i = 0; i < sessions.size(); ++i)
+        results.push_back(finish(sessions[i], children[i]));
     printTable(results);
     if (!options.junit.empty()) {
         std::string error;

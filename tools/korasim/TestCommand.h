@@ -14,7 +14,7 @@ struct TestOptions {
     std::vector<std::string> inputs;   // session files and folders of them (*.json)
     std::vector<std::string> runArgs;  // passed on to every `korasim run` (--plugin, ...)
     std::string junit;                 // where JUnit XML goes; empty: none
-    std::string executable = "/proc/self/exe";
+    std::string executable;            // korasim itself
     int jobs = 2;
 };
 

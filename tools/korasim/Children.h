@@ -1,0 +1,37 @@
+// Runs korasim itself as child processes, a few at a time, each with its output kept in files:
+// one process per session, since the plugin reads its properties once, when it is loaded.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace korasim {
+
+struct ChildResult {
+    int status = 0;  // as waitpid gives it
+    double seconds = 0;
+    std::string out, err;
+};
+
+// Runs each argument vector (argv[0] is the program) with at most `jobs` at once; results in
+// the order of `commands`. Throws std::runtime_error when a process cannot be started.
+std::vector<ChildResult> runChildren(const std::vector<std::vector<std::string>>& commands,
+                                     int jobs);
+
+// This executable, for running korasim's own commands in children.
+std::string selfExecutable();
+
+// A scratch directory removed with the object (and by the guard on any other exit).
+class ScratchDir {
+  public:
+    explicit ScratchDir(const char* prefix);
+    ~ScratchDir();
+    ScratchDir(const ScratchDir&) = delete;
+    ScratchDir& operator=(const ScratchDir&) = delete;
+    const std::string& path() const { return m_path; }
+
+  private:
+    std::string m_path;
+};
+
+}  // namespace korasim
