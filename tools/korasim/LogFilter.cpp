@@ -26,8 +26,8 @@ LogFilter LogFilter::parse(const std::string& spec) {
     std::string word;
     while (words >> word) {
         const size_t colon = word.rfind(':');
-        const std::string tag = colon == std::string::npos ? word : word.substr(0, colon);
-        const std::string level = colon == std::string::npos ? "V" : word.substr(colon + 1);
+        const std::string tag = colon == std::string::npos ? "" : word.substr(0, colon);
+        const std::string level = colon == std::string::npos ? "" : word.substr(colon + 1);
         if (tag.empty() || level.size() != 1 || rank(level[0]) < 0) {
             throw std::invalid_argument("bad logcat filter \"" + word +
                                         "\"; expected TAG:PRIORITY with PRIORITY one of V D I W "
@@ -45,7 +45,7 @@ bool LogFilter::passes(const std::string& tag, char level) const {
     auto it = m_tags.find(tag);
     const int minimum = it == m_tags.end() ? m_default : it->second;
     const int r = rank(level);
-    return r >= 0 && r >= minimum && minimum < rank('S');
+    return r >= 0 && r >= minimum;  // S ranks above every level a line has
 }
 
 LogChannelChoice parseChannel(const std::string& text) {

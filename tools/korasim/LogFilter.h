@@ -9,8 +9,8 @@
 namespace korasim {
 
 // logcat's filter spec: space-separated TAG:PRIORITY pairs, priority one of V D I W E F S (S
-// silences); `*` is every other tag; a tag without a pair passes from V. An empty spec passes
-// everything.
+// silences); `*` is every other tag. An empty spec passes everything. A word without a colon is
+// refused, so that a session file put after a bare --logcat is not taken for a tag.
 class LogFilter {
   public:
     // Throws std::invalid_argument naming the bad pair.
