@@ -39,18 +39,19 @@ TEST(KorasimReplay, ReplayOfThePluginsOwnDumpReproducesInputAndOutput) {
     ASSERT_FALSE(inputDump.empty()) << processed.at("dumps").dump();
 
     // Size and zoom come from the dump's name; the reference library is the replay default.
-    const Result replay =
-        runKorasim(scratch, {"replay", inputDump, "--root", scratch.path("device2")});
+    const Result replay = runKorasim(
+        scratch, {"replay", inputDump, "--format", "nv21", "--root", scratch.path("device2")});
     ASSERT_EQ(replay.exitCode, 0) << replay.err;
     const json& again = replay.report.at("steps").at(3);
     EXPECT_EQ(again.at("path"), "processed");
     EXPECT_EQ(again.at("inputs").at(0).at("sha256"), processed.at("inputs").at(0).at("sha256"));
     EXPECT_EQ(again.at("outputs").at(0).at("sha256"), processed.at("outputs").at(0).at("sha256"));
 
-    // A renamed dump needs --size; session overrides switch the library.
+    // A renamed dump needs --size; session overrides switch the library and give the format.
     const std::string renamed = scratch.path("capture.yuv");
     std::filesystem::copy_file(inputDump, renamed);
-    scratch.write("overrides.json", R"({"device": {"algorithm": {"library": "scripted"}}})");
+    scratch.write("overrides.json", R"({"device": {"algorithm": {"library": "scripted"}},
+        "request": {"inputs": [{"format": "nv21"}]}})");
     const Result scripted =
         runKorasim(scratch, {"replay", renamed, "--size", "320x240", "--zoom", "12.5", "--session",
                              scratch.path("overrides.json"), "--root", scratch.path("device3")});

@@ -86,7 +86,7 @@ json parseJsonStrict(const std::string& text) {
     }
 }
 
-json readJsonStrict(const std::string& path) {
+json readJsonFile(const std::string& path) {
     struct stat st {};
     if (stat(path.c_str(), &st) != 0)
         throw SessionError("", "cannot open " + path + ": " + strerror(errno));

@@ -14,6 +14,6 @@ nlohmann::json parseJsonStrict(const std::string& text);
 
 // Reads and parses the file at `path` as above. A directory, a device or an unreadable file
 // throws SessionError saying so, with the path.
-nlohmann::json readJsonStrict(const std::string& path);
+nlohmann::json readJsonFile(const std::string& path);
 
 }  // namespace korasim

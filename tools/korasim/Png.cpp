@@ -4,6 +4,7 @@
 #include <stdio.h>
 #include <string.h>
 
+#include <algorithm>
 #include <memory>
 
 namespace korasim {
@@ -84,33 +85,18 @@ bool writePng(const std::string& path, const RgbImage& image, std::string* error
 }
 
 bool readPngSize(const std::string& path, int* width, int* height, std::string* error) {
+    // The first chunk of every PNG is IHDR, width and height first. Read by hand because
+    // libpng's png_read_info reads on to the first image data, which a cut file lacks.
     File file(fopen(path.c_str(), "rb"));
-    if (!file) {
+    uint8_t head[24];
+    if (!file || fread(head, 1, sizeof(head), file.get()) != sizeof(head) ||
+        png_sig_cmp(head, 0, 8) != 0 || memcmp(head + 12, "IHDR", 4) != 0) {
         if (error)
-            *error = "cannot open " + path + ": " + strerror(errno);
+            *error = "not a readable PNG: " + path + " has no PNG header";
         return false;
     }
-    std::string message;
-    png_structp png =
-        png_create_read_struct(PNG_LIBPNG_VER_STRING, &message, onPngError, onPngWarning);
-    png_infop info = png ? png_create_info_struct(png) : nullptr;
-    if (png == nullptr || info == nullptr) {
-        png_destroy_read_struct(&png, nullptr, nullptr);
-        if (error)
-            *error = "libpng could not start";
-        return false;
-    }
-    if (setjmp(png_jmpbuf(png))) {
-        png_destroy_read_struct(&png, &info, nullptr);
-        if (error)
-            *error = "not a readable PNG: " + message;
-        return false;
-    }
-    png_init_io(png, file.get());
-    png_read_info(png, info);
-    *width = static_cast<int>(png_get_image_width(png, info));
-    *height = static_cast<int>(png_get_image_height(png, info));
-    png_destroy_read_struct(&png, &info, nullptr);
+    *width = static_cast<int>(std::min<png_uint_32>(png_get_uint_32(head + 16), INT32_MAX));
+    *height = static_cast<int>(std::min<png_uint_32>(png_get_uint_32(head + 20), INT32_MAX));
     return true;
 }
 

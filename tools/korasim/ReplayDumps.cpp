@@ -48,6 +48,24 @@ json replayDocument(const std::string& file, uint32_t width, uint32_t height,
                           {{"$extends", "enabling"}, {"ANDROID_CONTROL_ZOOM_RATIO", zoom}}}}})}}}};
 }
 
+json applyOverrides(json document, const json& overrides) {
+    json patch = overrides;
+    const json::json_pointer inputs("/request/inputs");
+    if (patch.is_object() && patch.contains(inputs) && patch.at(inputs).is_array()) {
+        json& generated = document.at(inputs);
+        const json& wanted = patch.at(inputs);
+        for (size_t i = 0; i < wanted.size(); ++i) {
+            if (i < generated.size())
+                generated[i].merge_patch(wanted[i]);
+            else
+                generated.push_back(wanted[i]);
+        }
+        patch["request"].erase("inputs");
+    }
+    document.merge_patch(patch);
+    return document;
+}
+
 std::optional<std::string> sessionFormat(const json& document) {
     const json::json_pointer pointer("/request/inputs/0/format");
     if (!document.is_object() || !document.contains(pointer))

@@ -28,6 +28,11 @@ extern const char* const kReplayFormatHelp;
 nlohmann::json replayDocument(const std::string& file, uint32_t width, uint32_t height,
                               const std::string& format, double zoom);
 
+// Applies --session overrides as a JSON merge patch (RFC 7396), except that each object of
+// request.inputs is merged into the generated input at its index instead of replacing the list,
+// so that `{"request": {"inputs": [{"format": "nv12"}]}}` keeps the dump as the image.
+nlohmann::json applyOverrides(nlohmann::json document, const nlohmann::json& overrides);
+
 // The format a session document gives its request's first input, if any ("nv21", "nv12" or a
 // number as text).
 std::optional<std::string> sessionFormat(const nlohmann::json& document);

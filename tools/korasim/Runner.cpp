@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "Guard.h"
 #include "MetaValues.h"
 #include "PluginLog.h"
 #include "RunnerImpl.h"
@@ -22,31 +23,11 @@ namespace korasim {
 
 namespace {
 
-// The step the crash guard names.
-char gCurrentStep[160] = "loading the plugin";
-
-void onFatalSignal(int signo) {
-    char message[256];
-    const int n = snprintf(message, sizeof(message),
-                           "korasim: fatal signal %d while %s; the session did not complete\n",
-                           signo, gCurrentStep);
-    if (n > 0) {
-        ssize_t ignored = write(2, message, static_cast<size_t>(std::min(n, 255)));
-        (void)ignored;
-    }
-    _exit(1);
-}
-
 int32_t processingTime(void* owner, uint64_t) {
     return owner != nullptr ? *static_cast<const int32_t*>(owner) : 0;
 }
 
 }  // namespace
-
-void installCrashGuard() {
-    for (int signo : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT})
-        signal(signo, onFatalSignal);
-}
 
 void Runner::Impl::load() {
     korahost::resetObservations();
@@ -55,7 +36,9 @@ void Runner::Impl::load() {
         korahost::setProperty(p.first, p.second);
     const LogGates& g = session.log;
     korahost::setLogGates(g.level, g.groups, g.offlineLevel, g.offlineGroups, g.debugMask);
-    korahost::setLogEcho(options.logcat);
+    korahost::setLogEcho(false);
+    if (options.logcat)
+        echo = std::make_unique<LogEcho>(LogFilter::parse(options.logcatFilter), options.channel);
     korahost::setMetadataWriteRecording(true);
 
     if (options.libDir.empty())
@@ -81,7 +64,8 @@ void Runner::Impl::load() {
     report["session"] = options.sessionName;
     report["plugin"] = options.pluginPath;
     report["libraryDir"] = options.libDir;
-    report["root"] = root->root();
+    // A temporary tree is removed when korasim ends: the report names only a tree that stays.
+    report["root"] = root->temporary() ? json(nullptr) : json(root->root());
     report["properties"] = session.properties;
     report["steps"] = json::array();
 
@@ -132,8 +116,10 @@ void Runner::Impl::load() {
 
 void Runner::Impl::runStep(size_t index) {
     const Step& s = session.steps[index];
-    snprintf(gCurrentStep, sizeof(gCurrentStep), "running %s (%s, plugin \"%s\")", s.path.c_str(),
-             stepKindName(s.kind), s.plugin.c_str());
+    const std::string whose = s.kind == StepKind::SetDevice ? "" : " (plugin " + s.plugin + ")";
+    setCurrentStep("running " + s.path + " " + stepKindName(s.kind) + whose);
+    if (echo)
+        LogEcho::marker(s.path + " " + stepKindName(s.kind) + whose);
     json out;
     out["index"] = index;
     out["do"] = stepKindName(s.kind);
@@ -250,7 +236,7 @@ void Runner::Impl::runStep(size_t index) {
 }
 
 void Runner::Impl::finish() {
-    snprintf(gCurrentStep, sizeof(gCurrentStep), "deleting the plugin objects left at the end");
+    setCurrentStep("deleting the plugin objects left at the end");
     json end;
     json left = json::array();
     for (auto& slot : slots) {
@@ -271,7 +257,7 @@ void Runner::Impl::finish() {
     }
     // The providers' code lives in the plugin library, which stays loaded until exit.
     manager.clear();
-    snprintf(gCurrentStep, sizeof(gCurrentStep), "finishing");
+    setCurrentStep("finishing");
 }
 
 Runner::Runner(Session session, RunOptions options)

@@ -10,6 +10,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "LogFilter.h"
 #include "Session.h"
 #include "Yuv.h"
 
@@ -22,7 +23,9 @@ struct RunOptions {
     std::string outDir;      // where output images (and copies of dumps) go; empty: none
     std::string sessionName;
     bool writeOutputImages = true;
-    bool logcat = false;
+    bool logcat = false;       // echo the plugin's log lines to stderr
+    std::string logcatFilter;  // logcat's filter spec; empty: every line
+    LogChannelChoice channel = LogChannelChoice::Online;
 };
 
 // Buffers of a processRequest step after the call, for callers that look at pixels.
@@ -31,9 +34,6 @@ struct ProcessedRequest {
     const std::vector<std::unique_ptr<YuvBuffer>>& inputs;
     const std::vector<std::unique_ptr<YuvBuffer>>& outputs;
 };
-
-// Turns fatal signals into a one-line message naming the step, and exit status 1.
-void installCrashGuard();
 
 class Runner {
   public:

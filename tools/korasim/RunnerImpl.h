@@ -14,6 +14,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Device.h"
+#include "LogFilter.h"
 #include "PluginWraper.h"
 #include "Provider.h"
 #include "Runner.h"
@@ -58,6 +59,7 @@ struct Runner::Impl {
     std::map<std::string, DeviceRoot::FileState> dumpsBefore;
     // Labels of containers and planes the plugin may mention.
     std::map<const void*, std::string> labels;
+    std::unique_ptr<LogEcho> echo;  // with --logcat
 
     json& report;
     std::vector<std::string>& summary;

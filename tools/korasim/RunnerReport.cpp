@@ -178,11 +178,13 @@ json Runner::Impl::collectCommon(json& step, std::vector<korahost::LogRecord>& l
             before->second.mtimeNs == f.second.mtimeNs) {
             continue;
         }
-        std::string file = root->hostPath(kDumpDir + f.first);
+        const std::string inTree = root->hostPath(kDumpDir + f.first);
+        // A file in a temporary tree is gone once korasim ends: only a copy is named.
+        json file = root->temporary() ? json(nullptr) : json(inTree);
         if (!options.outDir.empty()) {
             const std::string copy = options.outDir + "/" + f.first;
             std::error_code ec;
-            fs::copy_file(file, copy, fs::copy_options::overwrite_existing, ec);
+            fs::copy_file(inTree, copy, fs::copy_options::overwrite_existing, ec);
             if (!ec)
                 file = copy;
         }

@@ -6,6 +6,7 @@
 #include "MetaValues.h"
 #include "PluginLog.h"
 #include "Png.h"
+#include "RequestPictures.h"
 #include "RunnerImpl.h"
 #include "VoMetadata.h"
 
@@ -125,17 +126,18 @@ std::string Runner::Impl::processRequest(size_t index, const Step& s, Slot& slot
                       {"sha256", o.sha256()},
                       {"equalsInput", equals},
                       {"accessMarker", static_cast<int>(outMarkers[i])}};
+        const bool files = !options.outDir.empty() && options.writeOutputImages;
+        const std::string base = options.outDir + "/step" + std::to_string(index) + "-" + s.plugin +
+                                 "-out" + std::to_string(i) + "-" + std::to_string(o.width()) +
+                                 "x" + std::to_string(o.height());
         if (!inputs.empty()) {
             // null when the sizes differ
             const double diff = meanAbsLumaDiff(o, *inputs[primary]);
             entry["meanAbsLumaDiff"] = diff >= 0 ? json(diff) : json(nullptr);
+            describeDifference(*inputs[primary], o, files ? base : "", entry);
         }
-        if (!options.outDir.empty() && options.writeOutputImages) {
-            const std::string base = options.outDir + "/step" + std::to_string(index) + "-" +
-                                     s.plugin + "-out" + std::to_string(i) + "-" +
-                                     std::to_string(o.width()) + "x" + std::to_string(o.height());
+        if (files)
             writeOutputImage(o, base, entry);
-        }
         outJson.push_back(entry);
     }
     out["outputs"] = outJson;

@@ -29,20 +29,24 @@ uint32_t parseFormat(const json& j, const std::string& path) {
 void checkImageFile(const BufferSpec& b, const std::string& path) {
     YuvBuffer probe(b.format, 1, 1, 0, 0);
     std::string error;
-    if (looksLikePng(b.image.file)) {
-        RgbImage rgb;
-        if (!readPng(b.image.file, &rgb, &error))
-            fail(path, error);
-        if (rgb.width != static_cast<int>(b.width) || rgb.height != static_cast<int>(b.height)) {
-            fail(path, "the PNG is " + std::to_string(rgb.width) + "x" +
-                           std::to_string(rgb.height) + " but the buffer is " +
-                           std::to_string(b.width) + "x" + std::to_string(b.height));
-        }
-        return;
-    }
     struct stat st {};
     if (stat(b.image.file.c_str(), &st) != 0) {
         fail(path, "cannot open image file " + b.image.file + ": " + strerror(errno));
+    }
+    if (!S_ISREG(st.st_mode))
+        fail(path, "image file " + b.image.file + " is not a regular file");
+    if (looksLikePng(b.image.file)) {
+        // The header alone gives the size: a small file may claim a huge image, and only a
+        // PNG of the buffer's size is decoded (when the step runs).
+        int width = 0, height = 0;
+        if (!readPngSize(b.image.file, &width, &height, &error))
+            fail(path, error);
+        if (width != static_cast<int>(b.width) || height != static_cast<int>(b.height)) {
+            fail(path, "the PNG is " + std::to_string(width) + "x" + std::to_string(height) +
+                           " but the buffer is " + std::to_string(b.width) + "x" +
+                           std::to_string(b.height));
+        }
+        return;
     }
     const uint64_t needed =
         uint64_t(b.width) * b.height + uint64_t((b.width + 1) & ~1u) * ((b.height + 1) / 2);

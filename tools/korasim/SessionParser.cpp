@@ -7,6 +7,8 @@
 #include <fstream>
 #include <map>
 
+#include "Expect.h"
+#include "JsonFile.h"
 #include "Session.h"
 #include "SessionParts.h"
 
@@ -68,14 +70,18 @@ Step parseStep(const json& j, const std::string& path, const RequestTemplate& re
         if (s.plugin.empty())
             fail(join(path, "plugin"), "empty plugin name");
     }
+    if (j.contains("expect")) {
+        validateExpect(j["expect"], join(path, "expect"), s.kind);
+        s.expect = j["expect"];
+    }
     switch (s.kind) {
         case StepKind::Create:
         case StepKind::Destroy:
         case StepKind::Delete:
-            checkKeys(j, path, {"do", "plugin"});
+            checkKeys(j, path, {"do", "expect", "plugin"});
             break;
         case StepKind::Initialize:
-            checkKeys(j, path, {"do", "plugin", "name", "value", "processingTimeMs"});
+            checkKeys(j, path, {"do", "expect", "plugin", "name", "value", "processingTimeMs"});
             if (j.contains("name"))
                 s.nodeName = text(j["name"], join(path, "name"));
             if (j.contains("value"))
@@ -86,7 +92,7 @@ Step parseStep(const json& j, const std::string& path, const RequestTemplate& re
             }
             break;
         case StepKind::IsEnabled:
-            checkKeys(j, path, {"do", "plugin", "metadata", "requestKey", "frameNumber"});
+            checkKeys(j, path, {"do", "expect", "plugin", "metadata", "requestKey", "frameNumber"});
             s.metadata = j.contains("metadata")
                              ? parseMetadata(j["metadata"], join(path, "metadata"))
                              : enablingMetadata();
@@ -96,7 +102,7 @@ Step parseStep(const json& j, const std::string& path, const RequestTemplate& re
             break;
         case StepKind::ProcessRequest: {
             checkKeys(j, path,
-                      {"do", "plugin", "inputs", "outputs", "requestKey", "frameNumber",
+                      {"do", "expect", "plugin", "inputs", "outputs", "requestKey", "frameNumber",
                        "requestIndex", "ifEnabled"});
             s.inputs = j.contains("inputs")
                            ? parseBuffers(j["inputs"], join(path, "inputs"), true, nullptr, baseDir)
@@ -117,7 +123,7 @@ Step parseStep(const json& j, const std::string& path, const RequestTemplate& re
             break;
         }
         case StepKind::Flush:
-            checkKeys(j, path, {"do", "plugin", "requestKey", "all"});
+            checkKeys(j, path, {"do", "expect", "plugin", "requestKey", "all"});
             s.requestKey = request.requestKey;
             if (j.contains("requestKey")) {
                 s.requestKey = integer<uint64_t>(j["requestKey"], join(path, "requestKey"));
@@ -126,7 +132,7 @@ Step parseStep(const json& j, const std::string& path, const RequestTemplate& re
                 s.flushAll = boolean(j["all"], join(path, "all"));
             break;
         case StepKind::SetDevice:
-            checkKeys(j, path, {"do", "device"});
+            checkKeys(j, path, {"do", "expect", "device"});
             if (!j.contains("device"))
                 fail(join(path, "device"), "missing: the device keys to change");
             s.device = parseDevice(j["device"], join(path, "device"));
@@ -251,22 +257,6 @@ Session parseSession(const json& document, const std::string& baseDir) {
     }
     checkLifecycle(session.steps);
     return session;
-}
-
-json readJsonFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in)
-        throw SessionError("", "cannot open " + path + ": " + strerror(errno));
-    try {
-        return json::parse(in);
-    } catch (const json::exception& e) {
-        // Syntax errors, and numbers no double can hold (out_of_range 406).
-        std::string what = e.what();
-        const size_t colon = what.find("]: ");
-        if (colon != std::string::npos)
-            what = what.substr(colon + 3);
-        throw SessionError("", "not valid JSON: " + what);
-    }
 }
 
 Session loadSession(const std::string& path) {

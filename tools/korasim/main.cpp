@@ -1,9 +1,10 @@
 // korasim: plays the kora camera framework on a Linux host around the real SDSR plugin library.
 //   korasim run SESSION.json    runs a session and reports everything the plugin did
 //   korasim demo                the built-in high-zoom capture through the reference algorithm
-//   korasim replay FILE         re-runs an image dumped on a device through the plugin
-// Exit status: 0 when the session ran, 2 for a bad session or bad arguments, 1 for an internal
-// failure.
+//   korasim replay FILE|DIR     re-runs images dumped on a device through the plugin
+//   korasim test DIR|FILES...   runs sessions that state what they expect, and tabulates them
+// Exit status: 0 when the session ran, 2 for a bad session or bad arguments, 3 when an
+// expectation of the session did not hold, 1 for an internal failure.
 #include <dlfcn.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -19,11 +20,18 @@
 #include <string>
 #include <vector>
 
+#include "Budget.h"
+#include "DailyCommands.h"
 #include "Device.h"
+#include "Guard.h"
+#include "JsonFile.h"
+#include "Picture.h"
 #include "Png.h"
+#include "ReplayDumps.h"
 #include "Runner.h"
 #include "Scene.h"
 #include "Session.h"
+#include "TestCommand.h"
 #include "Yuv.h"
 
 namespace fs = std::filesystem;
@@ -32,15 +40,40 @@ using namespace korasim;
 
 namespace {
 
-const char* const kUsage =
-    "usage:\n"
-    "  korasim run SESSION.json [--root DIR] [--report FILE] [--out DIR] [--logcat]\n"
-    "  korasim demo [--out DIR] [--root DIR] [--report FILE] [--logcat] [--threads N]\n"
-    "  korasim replay FILE --size WxH [--format nv21|nv12] [--zoom Z]\n"
+const char* const kRunHelp =
+    "  korasim run SESSION.json [--root DIR] [--report FILE] [--out DIR] [--max-memory SIZE]\n"
+    "                 [--logcat[=SPEC]] [--channel online|offline|both]\n"
+    "      runs a session; exit 3 when a step's \"expect\" does not hold\n"
+    "      --max-memory SIZE  budget of the buffers of one request (default 2G)\n"
+    "      --logcat[=SPEC]    echo the plugin's log lines, filtered like logcat\n"
+    "                         (e.g. --logcat='SDSR:I VoAlgoEngine:W *:S')\n"
+    "      --channel C        the log channel echoed: online (default), offline or both\n";
+const char* const kTestHelp =
+    "  korasim test DIR|FILES... [--junit FILE] [--jobs N] [--max-memory SIZE]\n"
+    "      runs every session (a folder's *.json) in its own process, N (2) at a time;\n"
+    "      prints a pass/fail table; exit 3 when any session failed\n";
+const char* const kDemoHelp =
+    "  korasim demo [--out DIR] [--root DIR] [--report FILE] [--logcat[=SPEC]] [--threads N]\n"
+    "      the built-in 10x zoom capture through the reference algorithm\n";
+const char* const kReplayHelp =
+    "  korasim replay FILE|DIR --format nv21|nv12 [--size WxH] [--zoom Z] [--compare DUMP]\n"
     "                 [--session OVERRIDES.json] [--root DIR] [--report FILE] [--out DIR]\n"
-    "                 [--logcat]\n"
+    "      re-runs a device dump (or every *_input.NV12 of DIR) through the reference library\n"
+    "      --format           required: the dump extension is .NV12 for NV21 and NV12 alike\n"
+    "      --compare DUMP     compare the output with the device's output dump\n";
+const char* const kCommonHelp =
     "common: [--plugin PATH] [--lib-dir DIR] (also $KORASIM_PLUGIN, $KORASIM_LIB_DIR)\n"
+    "korasim --version; korasim COMMAND --help\n"
     "See docs/korasim.md for the session and report formats.\n";
+
+std::string usage(const std::string& command = "") {
+    const std::map<std::string, const char*> help = {
+        {"run", kRunHelp}, {"test", kTestHelp}, {"demo", kDemoHelp}, {"replay", kReplayHelp}};
+    auto it = help.find(command);
+    if (it != help.end())
+        return std::string("usage:\n") + it->second + kCommonHelp;
+    return std::string("usage:\n") + kRunHelp + kTestHelp + kDemoHelp + kReplayHelp + kCommonHelp;
+}
 
 struct UsageError : std::runtime_error {
     using std::runtime_error::runtime_error;
@@ -51,12 +84,14 @@ struct Arguments {
     std::vector<std::string> positional;
     std::map<std::string, std::string> options;
     bool logcat = false;
+    bool help = false;
 };
 
 Arguments parseArguments(int argc, char** argv) {
     static const std::vector<std::string> withValue = {
-        "--root", "--report", "--out",  "--plugin",  "--lib-dir",
-        "--size", "--format", "--zoom", "--session", "--threads"};
+        "--root",  "--report", "--out",     "--plugin",  "--lib-dir",
+        "--size",  "--format", "--zoom",    "--session", "--threads",
+        "--junit", "--jobs",   "--compare", "--channel", "--max-memory"};
     Arguments args;
     if (argc < 2)
         throw UsageError("missing command");
@@ -65,12 +100,20 @@ Arguments parseArguments(int argc, char** argv) {
         const std::string a = argv[i];
         if (a == "--logcat") {
             args.logcat = true;
+        } else if (a.rfind("--logcat=", 0) == 0) {
+            args.logcat = true;
+            args.options["--logcat"] = a.substr(9);
+        } else if (a == "--help" || a == "-h") {
+            args.help = true;
         } else if (std::find(withValue.begin(), withValue.end(), a) != withValue.end()) {
             if (i + 1 >= argc)
                 throw UsageError(a + " needs a value");
             args.options[a] = argv[++i];
         } else if (a.rfind("--", 0) == 0) {
             throw UsageError("unknown option " + a);
+        } else if (args.logcat && !args.options.count("--logcat") && a.find(':') != 0 &&
+                   a.find(':') != std::string::npos && !fs::exists(a)) {
+            args.options["--logcat"] = a;  // --logcat SPEC
         } else {
             args.positional.push_back(a);
         }
@@ -92,6 +135,13 @@ RunOptions runOptions(const Arguments& args, const std::string& sessionName) {
     o.root = option(args, "--root", "");
     o.outDir = option(args, "--out", "");
     o.logcat = args.logcat;
+    try {
+        o.logcatFilter = option(args, "--logcat", "");
+        LogFilter::parse(o.logcatFilter);
+        o.channel = parseChannel(option(args, "--channel", "online"));
+    } catch (const std::invalid_argument& e) {
+        throw UsageError(e.what());
+    }
     o.sessionName = sessionName;
     return o;
 }
@@ -121,14 +171,39 @@ void printSummary(const Runner& runner) {
         printf("%s\n", line.c_str());
 }
 
-int runSession(const Session& session, const Arguments& args, const std::string& name) {
+uint64_t memoryBudget(const Arguments& args) {
+    try {
+        return args.options.count("--max-memory") ? parseBytes(args.options.at("--max-memory"))
+                                                  : kDefaultMemoryBudget;
+    } catch (const std::invalid_argument& e) {
+        throw UsageError(e.what());
+    }
+}
+
+// Runs the session; `compare` (replay) names the device's output dump to compare with.
+int runSession(const Session& session, const Arguments& args, const std::string& name,
+               const std::string& compare = "") {
+    checkMemoryBudget(session, memoryBudget(args));
     Runner runner(session, runOptions(args, name));
+    std::vector<uint8_t> output;
+    if (!compare.empty()) {
+        runner.setProcessedCallback([&output](const ProcessedRequest& r) {
+            if (!r.outputs.empty())
+                output = r.outputs.front()->visibleBytes();
+        });
+    }
     runner.run();
     printSummary(runner);
+    json report = runner.report();
+    if (!compare.empty()) {
+        report["compare"] = compareWithDump(output, compare);
+        printf("compare: %s (%s)\n", describeComparison(report["compare"]).c_str(),
+               compare.c_str());
+    }
     const std::string path = reportPath(args);
-    writeReport(runner.report(), path);
+    writeReport(report, path);
     printf("report: %s\n", path.c_str());
-    return 0;
+    return reportExpectations(session, report);
 }
 
 int commandRun(const Arguments& args) {
@@ -138,17 +213,64 @@ int commandRun(const Arguments& args) {
     return runSession(session, args, args.positional[0]);
 }
 
+int commandTest(const Arguments& args) {
+    TestOptions o;
+    o.inputs = args.positional;
+    if (o.inputs.empty())
+        throw UsageError("test needs session files or folders of them");
+    o.junit = option(args, "--junit", "");
+    o.jobs = atoi(option(args, "--jobs", "2").c_str());
+    if (o.jobs <= 0)
+        throw UsageError("--jobs must be a positive number");
+    for (const char* pass : {"--plugin", "--lib-dir", "--max-memory"}) {
+        if (args.options.count(pass)) {
+            o.runArgs.push_back(pass);
+            o.runArgs.push_back(args.options.at(pass));
+        }
+    }
+    return runTests(o);
+}
+
 // ---- replay -----------------------------------------------------------------------------
 
 int commandReplay(const Arguments& args) {
     if (args.positional.size() != 1)
-        throw UsageError("replay needs exactly one image file");
+        throw UsageError("replay needs exactly one image file or folder of dumps");
+    json overrides = json::object();
+    std::string baseDir = fs::current_path().string();
+    if (args.options.count("--session")) {
+        const std::string file = args.options.at("--session");
+        overrides = readJsonFile(file);
+        baseDir = fs::absolute(file).parent_path().string();
+    }
+    std::string format;
+    try {
+        format = replayFormat(args.options.count("--format")
+                                  ? std::optional<std::string>(args.options.at("--format"))
+                                  : std::nullopt,
+                              overrides);
+    } catch (const std::invalid_argument& e) {
+        throw UsageError(e.what());
+    }
+    if (fs::is_directory(args.positional[0])) {
+        std::vector<std::string> pass;
+        for (const auto& o : args.options) {
+            if (o.first != "--report" && o.first != "--root" && o.first != "--out" &&
+                o.first != "--compare" && o.first != "--size") {
+                pass.push_back(o.first);
+                pass.push_back(o.second);
+            }
+        }
+        try {
+            return replayFolder(args.positional[0], pass);
+        } catch (const std::invalid_argument& e) {
+            throw UsageError(e.what());
+        }
+    }
     const std::string file = fs::absolute(args.positional[0]).lexically_normal().string();
-    const std::string name = fs::path(file).filename().string();
     // The plugin names its dumps IMG_<time>_SDSR_<w>x<h>_zoom<z>x_<suffix>.NV12: the size and
     // zoom may come from there.
-    std::smatch match;
-    const bool named = std::regex_search(name, match, std::regex("_(\\d+)x(\\d+)_zoom(\\d+)x_"));
+    const std::optional<DumpName> named = parseDumpName(fs::path(file).filename().string());
     unsigned width = 0, height = 0;
     if (args.options.count("--size")) {
         char tail = 0;
@@ -157,15 +279,12 @@ int commandReplay(const Arguments& args) {
             throw UsageError("--size must be WxH, e.g. 4000x3000");
         }
     } else if (named) {
-        width = static_cast<unsigned>(std::stoul(match[1]));
-        height = static_cast<unsigned>(std::stoul(match[2]));
+        width = named->width;
+        height = named->height;
     } else {
         throw UsageError("replay needs --size WxH (the file name carries none)");
     }
-    const std::string format = option(args, "--format", "nv21");
-    if (format != "nv21" && format != "nv12")
-        throw UsageError("--format is nv21 or nv12");
-    double zoom = named ? std::stod(match[3]) : 10.0;
+    double zoom = named ? named->zoom : 10.0;
     if (args.options.count("--zoom")) {
         char* end = nullptr;
         zoom = strtod(args.options.at("--zoom").c_str(), &end);
@@ -173,62 +292,13 @@ int commandReplay(const Arguments& args) {
             throw UsageError("--zoom must be a number");
         }
     }
-    json document = {
-        {"description", "replay of " + file},
-        {"device", {{"algorithm", {{"library", "reference"}}}}},
-        {"request",
-         {{"inputs",
-           json::array({{{"format", format},
-                         {"width", width},
-                         {"height", height},
-                         {"image", file},
-                         {"metadata",
-                          {{"$extends", "enabling"}, {"ANDROID_CONTROL_ZOOM_RATIO", zoom}}}}})}}}};
-    std::string baseDir = fs::current_path().string();
-    if (args.options.count("--session")) {
-        const std::string overrides = args.options.at("--session");
-        document.merge_patch(readJsonFile(overrides));
-        baseDir = fs::absolute(overrides).parent_path().string();
-    }
+    const json document =
+        applyOverrides(replayDocument(file, width, height, format, zoom), overrides);
     const Session session = parseSession(document, baseDir);
-    return runSession(session, args, "replay " + file);
+    return runSession(session, args, "replay " + file, option(args, "--compare", ""));
 }
 
 // ---- demo -------------------------------------------------------------------------------
-
-// Area-averaging downscale of a whole RGB image by an integer factor.
-RgbImage shrink(const RgbImage& in, int factor) {
-    RgbImage out(in.width / factor, in.height / factor);
-    for (int y = 0; y < out.height; ++y) {
-        for (int x = 0; x < out.width; ++x) {
-            int sum[3] = {0, 0, 0};
-            for (int dy = 0; dy < factor; ++dy) {
-                for (int dx = 0; dx < factor; ++dx) {
-                    const uint8_t* p = in.at(x * factor + dx, y * factor + dy);
-                    for (int c = 0; c < 3; ++c)
-                        sum[c] += p[c];
-                }
-            }
-            for (int c = 0; c < 3; ++c)
-                out.at(x, y)[c] = static_cast<uint8_t>(sum[c] / (factor * factor));
-        }
-    }
-    return out;
-}
-
-void paste(RgbImage& canvas, const RgbImage& image, int left, int top, int x0 = 0, int y0 = 0,
-           int w = -1, int h = -1) {
-    if (w < 0)
-        w = image.width;
-    if (h < 0)
-        h = image.height;
-    for (int y = 0; y < h && top + y < canvas.height && y0 + y < image.height; ++y) {
-        for (int x = 0; x < w && left + x < canvas.width && x0 + x < image.width; ++x) {
-            const uint8_t* p = image.at(x0 + x, y0 + y);
-            std::copy(p, p + 3, canvas.at(left + x, top + y));
-        }
-    }
-}
 
 int commandDemo(const Arguments& args) {
     if (!args.positional.empty())
@@ -343,36 +413,52 @@ int commandDemo(const Arguments& args) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    installCrashGuard();
+    installGuard();
     std::string sessionName;
     try {
+        if (argc >= 2 &&
+            (std::string(argv[1]) == "--version" || std::string(argv[1]) == "version")) {
+            printf("korasim %s (report format 1)\n", KORASIM_VERSION);
+            return 0;
+        }
         const Arguments args = parseArguments(argc, argv);
+        if (args.command == "help" || args.command == "--help" || args.command == "-h") {
+            printf("%s", usage(args.positional.empty() ? "" : args.positional[0]).c_str());
+            return 0;
+        }
+        if (args.help) {
+            printf("%s", usage(args.command).c_str());
+            return 0;
+        }
         if (args.command == "run") {
             if (!args.positional.empty())
                 sessionName = args.positional[0];
             return commandRun(args);
         }
+        if (args.command == "test")
+            return commandTest(args);
         if (args.command == "demo")
             return commandDemo(args);
         if (args.command == "replay") {
             sessionName = args.options.count("--session") ? args.options.at("--session") : "replay";
             return commandReplay(args);
         }
-        if (args.command == "help" || args.command == "--help" || args.command == "-h") {
-            printf("%s", kUsage);
-            return 0;
-        }
         throw UsageError("unknown command \"" + args.command + "\"");
     } catch (const UsageError& e) {
-        fprintf(stderr, "korasim: %s\n%s", e.what(), kUsage);
+        fprintf(stderr, "korasim: %s\n%s", e.what(), usage(argc >= 2 ? argv[1] : "").c_str());
         return 2;
     } catch (const SessionError& e) {
         fprintf(stderr, "korasim: %s: %s%s%s\n",
                 sessionName.empty() ? "session" : sessionName.c_str(), e.path().c_str(),
                 e.path().empty() ? "" : ": ", e.what());
         return 2;
+    } catch (const std::bad_alloc&) {
+        fprintf(stderr, "korasim: out of memory while %s; the session did not complete\n",
+                currentStep().c_str());
+        return 1;
     } catch (const std::exception& e) {
-        fprintf(stderr, "korasim: internal failure: %s\n", e.what());
+        fprintf(stderr, "korasim: internal failure while %s: %s\n", currentStep().c_str(),
+                e.what());
         return 1;
     }
 }
