@@ -1,5 +1,6 @@
 #include "Yuv.h"
 
+#include <openssl/evp.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -7,9 +8,10 @@
 #include <cmath>
 #include <fstream>
 #include <iterator>
+#include <memory>
+#include <stdexcept>
 
 #include "Scene.h"
-#include "Sha256.h"
 
 namespace korasim {
 
@@ -47,14 +49,25 @@ std::vector<uint8_t> YuvBuffer::visibleBytes() const {
     return out;
 }
 
+// SHA-256 through OpenSSL's EVP interface, over the visible bytes row by row.
 std::string YuvBuffer::sha256() const {
-    Sha256 sha;
-    for (uint32_t y = 0; y < m_height; ++y)
-        sha.update(luma() + size_t(y) * m_stride, m_width);
-    for (uint32_t y = 0; y < chromaRows(); ++y) {
-        sha.update(chroma() + size_t(y) * m_stride, chromaRowBytes());
+    std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> ctx(EVP_MD_CTX_new(), EVP_MD_CTX_free);
+    bool ok = ctx != nullptr && EVP_DigestInit_ex(ctx.get(), EVP_sha256(), nullptr) == 1;
+    for (uint32_t y = 0; ok && y < m_height; ++y)
+        ok = EVP_DigestUpdate(ctx.get(), luma() + size_t(y) * m_stride, m_width) == 1;
+    for (uint32_t y = 0; ok && y < chromaRows(); ++y)
+        ok = EVP_DigestUpdate(ctx.get(), chroma() + size_t(y) * m_stride, chromaRowBytes()) == 1;
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    unsigned int size = 0;
+    if (!ok || EVP_DigestFinal_ex(ctx.get(), digest, &size) != 1)
+        throw std::runtime_error("korasim: SHA-256 of a buffer failed in libcrypto");
+    static const char* digits = "0123456789abcdef";
+    std::string hex;
+    for (unsigned int i = 0; i < size; ++i) {
+        hex += digits[digest[i] >> 4];
+        hex += digits[digest[i] & 0xF];
     }
-    return sha.hexDigest();
+    return hex;
 }
 
 bool YuvBuffer::sameVisible(const YuvBuffer& other) const {
