@@ -37,8 +37,7 @@ struct ByteComparison {
 };
 ByteComparison compareBytes(const std::vector<uint8_t>& a, const std::vector<uint8_t>& b);
 
-// Area-averaging downscale by an integer factor, and a copy of a rectangle into a canvas.
-RgbImage shrink(const RgbImage& in, int factor);
+// Copies a rectangle of `image` into `canvas` at (left, top), clipped to both.
 void paste(RgbImage& canvas, const RgbImage& image, int left, int top, int x0 = 0, int y0 = 0,
            int w = -1, int h = -1);
 
