@@ -78,10 +78,15 @@ json parseJsonStrict(const std::string& text) {
         return json::parse(text, watch);
     } catch (const json::exception& e) {
         // Syntax errors, and numbers no double can hold (out_of_range 406).
+        // "[json.exception.parse_error.101] parse error at line 1, ...": the id helps nobody.
         std::string what = e.what();
-        const size_t colon = what.find("]: ");
-        if (colon != std::string::npos)
-            what = what.substr(colon + 3);
+        if (what.rfind("[json.exception.", 0) == 0 && what.find("] ") != std::string::npos)
+            what = what.substr(what.find("] ") + 2);
+        // The parser quotes what it last read, which may be any bytes.
+        for (char& c : what) {
+            if (static_cast<unsigned char>(c) < 0x20 || static_cast<unsigned char>(c) >= 0x7f)
+                c = '?';
+        }
         throw SessionError("", "not valid JSON: " + what);
     }
 }

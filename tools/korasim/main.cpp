@@ -448,9 +448,9 @@ int main(int argc, char** argv) {
         fprintf(stderr, "korasim: %s\n%s", e.what(), usage(argc >= 2 ? argv[1] : "").c_str());
         return 2;
     } catch (const SessionError& e) {
-        fprintf(stderr, "korasim: %s: %s%s%s\n",
-                sessionName.empty() ? "session" : sessionName.c_str(), e.path().c_str(),
-                e.path().empty() ? "" : ": ", e.what());
+        fprintf(stderr, "korasim: %s%s%s%s%s\n", sessionName.c_str(),
+                sessionName.empty() ? "" : ": ", e.path().c_str(), e.path().empty() ? "" : ": ",
+                e.what());
         return 2;
     } catch (const std::bad_alloc&) {
         fprintf(stderr, "korasim: out of memory while %s; the session did not complete\n",
