@@ -1,12 +1,12 @@
 #include "ReplayDumps.h"
 
+#include <ctype.h>
 #include <stdio.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <regex>
 #include <stdexcept>
 
 #include "Picture.h"
@@ -22,15 +22,22 @@ const char* const kReplayFormatHelp =
     "blue (a session given with --session may state request.inputs[0].format instead)";
 
 std::optional<DumpName> parseDumpName(const std::string& fileName) {
-    std::smatch match;
-    static const std::regex pattern("_(\\d{1,5})x(\\d{1,5})_zoom(\\d{1,4})x_");
-    if (!std::regex_search(fileName, match, pattern))
-        return std::nullopt;
-    DumpName d;
-    d.width = static_cast<uint32_t>(std::stoul(match[1]));
-    d.height = static_cast<uint32_t>(std::stoul(match[2]));
-    d.zoom = std::stod(match[3]);
-    return d;
+    // "_<w>x<h>_zoom<z>x_" anywhere in the name.
+    for (size_t i = fileName.find('_'); i != std::string::npos; i = fileName.find('_', i + 1)) {
+        if (i + 1 >= fileName.size() || !isdigit(static_cast<unsigned char>(fileName[i + 1])))
+            continue;
+        unsigned w = 0, h = 0, z = 0;
+        int end = 0;
+        if (sscanf(fileName.c_str() + i, "_%5ux%5u_zoom%4ux_%n", &w, &h, &z, &end) == 3 &&
+            end > 0) {
+            DumpName d;
+            d.width = w;
+            d.height = h;
+            d.zoom = z;
+            return d;
+        }
+    }
+    return std::nullopt;
 }
 
 json replayDocument(const std::string& file, uint32_t width, uint32_t height,

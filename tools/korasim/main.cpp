@@ -16,7 +16,6 @@
 #include <iostream>
 #include <map>
 #include <optional>
-#include <regex>
 #include <string>
 #include <vector>
 
