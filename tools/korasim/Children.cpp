@@ -2,9 +2,11 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <spawn.h>
 #include <stdlib.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -75,37 +77,51 @@ std::string selfExecutable() {
 }
 
 std::vector<ChildResult> runChildren(const std::vector<std::vector<std::string>>& commands,
-                                     int jobs) {
+                                     int jobs, double timeoutSeconds) {
+    using Clock = std::chrono::steady_clock;
     ScratchDir scratch("korasim-children");
     std::vector<ChildResult> results(commands.size());
     struct Running {
         size_t index;
-        std::chrono::steady_clock::time_point start;
+        Clock::time_point start;
+        bool terminated = false;
     };
     std::map<pid_t, Running> running;
     size_t next = 0;
     const size_t limit = static_cast<size_t>(std::max(1, jobs));
     auto base = [&scratch](size_t i) { return scratch.path() + "/" + std::to_string(i); };
+    auto seconds = [](Clock::time_point since) {
+        return std::chrono::duration<double>(Clock::now() - since).count();
+    };
     while (next < commands.size() || !running.empty()) {
         while (next < commands.size() && running.size() < limit) {
-            running[launch(commands[next], base(next))] = {next, std::chrono::steady_clock::now()};
+            running[launch(commands[next], base(next))] = {next, Clock::now()};
             ++next;
         }
         int status = 0;
-        const pid_t done = waitpid(-1, &status, 0);
-        if (done < 0) {
-            if (errno == EINTR)
-                continue;
+        const pid_t done = waitpid(-1, &status, WNOHANG);
+        if (done < 0 && errno != EINTR)
             throw std::runtime_error("waiting for korasim's child processes failed");
+        if (done <= 0) {
+            for (auto& r : running) {
+                const double age = seconds(r.second.start);
+                if (timeoutSeconds > 0 && age > timeoutSeconds && !r.second.terminated) {
+                    kill(r.first, SIGTERM);
+                    r.second.terminated = true;
+                    results[r.second.index].timedOut = true;
+                } else if (r.second.terminated && age > timeoutSeconds + 2) {
+                    kill(r.first, SIGKILL);
+                }
+            }
+            usleep(5000);
+            continue;
         }
         auto it = running.find(done);
         if (it == running.end())
             continue;
         ChildResult& r = results[it->second.index];
         r.status = status;
-        r.seconds =
-            std::chrono::duration<double>(std::chrono::steady_clock::now() - it->second.start)
-                .count();
+        r.seconds = seconds(it->second.start);
         r.out = slurp(base(it->second.index) + ".out");
         r.err = slurp(base(it->second.index) + ".err");
         running.erase(it);

@@ -10,13 +10,16 @@ namespace korasim {
 struct ChildResult {
     int status = 0;  // as waitpid gives it
     double seconds = 0;
+    bool timedOut = false;  // ended by korasim after `timeoutSeconds`
     std::string out, err;
 };
 
 // Runs each argument vector (argv[0] is the program) with at most `jobs` at once; results in
-// the order of `commands`. Throws std::runtime_error when a process cannot be started.
+// the order of `commands`. A child still running after `timeoutSeconds` (0: no limit) gets
+// SIGTERM, which lets korasim remove its device tree, and SIGKILL two seconds later. Throws
+// std::runtime_error when a process cannot be started.
 std::vector<ChildResult> runChildren(const std::vector<std::vector<std::string>>& commands,
-                                     int jobs);
+                                     int jobs, double timeoutSeconds = 0);
 
 // This executable, for running korasim's own commands in children.
 std::string selfExecutable();

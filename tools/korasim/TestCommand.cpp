@@ -39,8 +39,12 @@ TestCaseResult finish(const std::string& name, const ChildResult& child) {
         r.exitCode = 128 + (WIFSIGNALED(child.status) ? WTERMSIG(child.status) : 0);
         r.outcome = "error";
     }
-    if (r.outcome != "pass")
+    if (child.timedOut) {
+        r.outcome = "error";
+        r.message = "timed out after " + std::to_string(int(child.seconds)) + " s";
+    } else if (r.outcome != "pass") {
         r.message = firstProblem(child.err, r.exitCode);
+    }
     return r;
 }
 
@@ -98,7 +102,8 @@ int runTests(const TestOptions& options, std::vector<TestCaseResult>* resultsOut
         command.insert(command.end(), options.runArgs.begin(), options.runArgs.end());
         commands.push_back(command);
     }
-    const std::vector<ChildResult> children = runChildren(commands, options.jobs);
+    const std::vector<ChildResult> children =
+        runChildren(commands, options.jobs, options.timeoutSeconds);
     std::vector<TestCaseResult> results;
     for (size_t i = 0; i < sessions.size(); ++i)
         results.push_back(finish(sessions[i], children[i]));

@@ -16,6 +16,7 @@ struct TestOptions {
     std::string junit;                 // where JUnit XML goes; empty: none
     std::string executable;            // korasim itself
     int jobs = 2;
+    double timeoutSeconds = 120;  // per session; 0: none
 };
 
 // The session files named by `inputs`: files as given, folders as their *.json files sorted

@@ -48,9 +48,10 @@ const char* const kRunHelp =
     "                         (e.g. --logcat='SDSR:I VoAlgoEngine:W *:S')\n"
     "      --channel C        the log channel echoed: online (default), offline or both\n";
 const char* const kTestHelp =
-    "  korasim test DIR|FILES... [--junit FILE] [--jobs N] [--max-memory SIZE]\n"
+    "  korasim test DIR|FILES... [--junit FILE] [--jobs N] [--timeout S] [--max-memory SIZE]\n"
     "      runs every session (a folder's *.json) in its own process, N (2) at a time;\n"
-    "      prints a pass/fail table; exit 3 when any session failed\n";
+    "      prints a pass/fail table; exit 3 when any session failed; a session still\n"
+    "      running after S seconds (120; 0: no limit) is stopped and counted as an error\n";
 const char* const kDemoHelp =
     "  korasim demo [--out DIR] [--root DIR] [--report FILE] [--logcat[=SPEC]] [--threads N]\n"
     "      the built-in 10x zoom capture through the reference algorithm\n";
@@ -88,9 +89,9 @@ struct Arguments {
 
 Arguments parseArguments(int argc, char** argv) {
     static const std::vector<std::string> withValue = {
-        "--root",  "--report", "--out",     "--plugin",  "--lib-dir",
-        "--size",  "--format", "--zoom",    "--session", "--threads",
-        "--junit", "--jobs",   "--compare", "--channel", "--max-memory"};
+        "--root",    "--report",  "--out",        "--plugin",  "--lib-dir", "--size",
+        "--format",  "--zoom",    "--session",    "--threads", "--junit",   "--jobs",
+        "--compare", "--channel", "--max-memory", "--timeout"};
     Arguments args;
     if (argc < 2)
         throw UsageError("missing command");
@@ -221,6 +222,11 @@ int commandTest(const Arguments& args) {
     o.jobs = atoi(option(args, "--jobs", "2").c_str());
     if (o.jobs <= 0)
         throw UsageError("--jobs must be a positive number");
+    char* end = nullptr;
+    const std::string timeout = option(args, "--timeout", "120");
+    o.timeoutSeconds = strtod(timeout.c_str(), &end);
+    if (*end != '\0' || !(o.timeoutSeconds >= 0))
+        throw UsageError("--timeout takes seconds (0: none), got \"" + timeout + "\"");
     for (const char* pass : {"--plugin", "--lib-dir", "--max-memory"}) {
         if (args.options.count(pass)) {
             o.runArgs.push_back(pass);
