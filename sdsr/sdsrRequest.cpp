@@ -130,6 +130,45 @@ bool buffersFitLibrary(const voalgo2::VoImageBuffer& input, const voalgo2::VoIma
     return true;
 }
 
+// Converts one image into the library's buffer record. The record holds three planes; a count
+// above that is cut to three so the conversion never runs past its arrays.
+void convertBounded(PluginWraper& plugin, const ImageParams& image,
+                    voalgo2::VoImageBuffer& buffer) {
+    if (image.planeCount <= VO_MAX_PLANES) {
+        plugin.convertImageParams(image, buffer);
+        return;
+    }
+    ImageParams bounded = image;
+    bounded.planeCount = VO_MAX_PLANES;
+    plugin.convertImageParams(bounded, buffer);
+}
+
+// The library instance of one request between a successful Init and Unit. When an exception
+// leaves the request in between (an allocation failure while building a string), its destructor
+// still calls Unit, so the instance does not outlive the request; paths that end without Unit on
+// purpose (Run failed) release() it first.
+class AlgoInstance {
+  public:
+    explicit AlgoInstance(VoalgoAi_DIPS_Unit_Fn unitFn) : m_unitFn(unitFn) {}
+    AlgoInstance(const AlgoInstance&) = delete;
+    AlgoInstance& operator=(const AlgoInstance&) = delete;
+    ~AlgoInstance() {
+        if (m_handle != nullptr)
+            m_unitFn(&m_handle);
+    }
+    void** handleAddress() { return &m_handle; }
+    void release() { m_handle = nullptr; }
+    int32_t unit() {
+        const int32_t result = m_unitFn(&m_handle);
+        m_handle = nullptr;
+        return result;
+    }
+
+  private:
+    VoalgoAi_DIPS_Unit_Fn m_unitFn;
+    void* m_handle = nullptr;
+};
+
 }  // namespace
 
 void SdSrPlugin::bindAlgoLibrary() {
@@ -219,6 +258,9 @@ int SdSrPlugin::processRequest(ProcessRequestInfo* request) {
         SDSR_LOGE("request is null, nothing to process");
         return 0;
     }
+    // Set once the output holds its final image (a copy of the input or the algorithm's
+    // result); an exception before that still gives the capture a copy of the input.
+    bool outputFinal = false;
     try {
         // The framework expects CPU read/write access on every output buffer, on every path.
         for (auto& port : request->outputBuffers) {
@@ -261,18 +303,12 @@ int SdSrPlugin::processRequest(ProcessRequestInfo* request) {
         voalgo2::VoImageBuffer outputBuffer{};
         for (auto conversion : {std::make_pair(inputImage, &inputBuffer),
                                 std::make_pair(outputImage, &outputBuffer)}) {
-            const ImageParams& image = *conversion.first;
-            if (image.planeCount <= VO_MAX_PLANES) {
-                convertImageParams(image, *conversion.second);
-                continue;
+            if (conversion.first->planeCount > VO_MAX_PLANES) {
+                SDSR_LOGW("%s buffer has %u planes, only %u are used",
+                          conversion.first == inputImage ? "input" : "output",
+                          conversion.first->planeCount, VO_MAX_PLANES);
             }
-            // The descriptor holds three planes; more would run past its arrays.
-            SDSR_LOGW("%s buffer has %u planes, only %u are used",
-                      conversion.first == inputImage ? "input" : "output", image.planeCount,
-                      VO_MAX_PLANES);
-            ImageParams bounded = image;
-            bounded.planeCount = VO_MAX_PLANES;
-            convertImageParams(bounded, *conversion.second);
+            convertBounded(*this, *conversion.first, *conversion.second);
         }
 
         const bool formatSupported = inputBuffer.format == VO_FORMAT_YCrCb_420_SP ||
@@ -280,6 +316,7 @@ int SdSrPlugin::processRequest(ProcessRequestInfo* request) {
         SDSR_LOGI("format:%d sdsr dump:%d, bypass:%d", inputBuffer.format, SdSrDump, SdSrBypass);
         if (SdSrBypass != 0 || !formatSupported) {
             copyInputToOutput(inputBuffer, outputBuffer);
+            outputFinal = true;
             SDSR_LOGE("skip sdsr!  Going voCopyBuffer. checkformat = %d SdSrBypass = %d",
                       formatSupported ? 1 : 0, SdSrBypass);
             return 0;
@@ -288,6 +325,7 @@ int SdSrPlugin::processRequest(ProcessRequestInfo* request) {
         // A device image without a usable library must still deliver the capture.
         if (!algoEntryPointsResolved()) {
             copyInputToOutput(inputBuffer, outputBuffer);
+            outputFinal = true;
             SDSR_LOGE(
                 "sdsr library unusable (handle %p, GetVersion %p, Init %p, Run %p, Unit %p), skip "
                 "sdsr!  Going voCopyBuffer.",
@@ -300,6 +338,7 @@ int SdSrPlugin::processRequest(ProcessRequestInfo* request) {
         // Buffers the library cannot safely work on (it would write past the output) are copied.
         if (!buffersFitLibrary(inputBuffer, outputBuffer)) {
             copyInputToOutput(inputBuffer, outputBuffer);
+            outputFinal = true;
             SDSR_LOGE(
                 "sdsr buffers unusable (input %ux%u stride %u planes %u, output %ux%u stride %u "
                 "planes %u), skip sdsr!  Going voCopyBuffer.",
@@ -317,6 +356,7 @@ int SdSrPlugin::processRequest(ProcessRequestInfo* request) {
         SDSR_LOGI("sdsr_version:%s", versionText.c_str());
         if (versionText != m_sdsrVersion) {
             copyInputToOutput(inputBuffer, outputBuffer);
+            outputFinal = true;
             SDSR_LOGE("sdsr version is different, skip sdsr!  Going voCopyBuffer.");
             return 0;
         }
@@ -385,17 +425,19 @@ int SdSrPlugin::processRequest(ProcessRequestInfo* request) {
                 exif.update<int>("procTime", procTime);
         };
 
-        void* algoHandle = nullptr;
+        AlgoInstance algoInstance(m_unitFn);
         double start = nowMs();
-        const int32_t initResult = m_initFn(&algoHandle, &initParams);
+        const int32_t initResult = m_initFn(algoInstance.handleAddress(), &initParams);
         CameraDFX::ReportToDFX(static_cast<DFXErrorCode>(initResult), kDfxModuleCaptureAlgo);
         const double initCost = nowMs() - start;
         if (initResult != 0) {
+            algoInstance.release();
             exif.update<std::string>("initFailed", std::to_string(initResult));
             exif.update<std::string>("instance", m_nodeInstance);
             addProcessingTime();
             exif.commit();
             copyInputToOutput(inputBuffer, outputBuffer);
+            outputFinal = true;
             SDSR_LOGI("sdsr - DIPS init failed: %d", initResult);
             return 0;
         }
@@ -416,12 +458,15 @@ int SdSrPlugin::processRequest(ProcessRequestInfo* request) {
         runParams.outputFd[1] = outputBuffer.planeFd[1];
         runParams.imageName = imageName.c_str();
         start = nowMs();
-        const int32_t runResult = m_runFn(&algoHandle, &runParams);
+        const int32_t runResult = m_runFn(algoInstance.handleAddress(), &runParams);
         CameraDFX::ReportToDFX(static_cast<DFXErrorCode>(runResult), kDfxModuleCaptureAlgo);
         const double runCost = nowMs() - start;
         SDSR_LOGI("sdsr run cost = %lf - ret = %d", runCost, runResult);
         if (runResult != 0) {
+            // Unit is not called after a failed Run: the library ends the instance itself.
+            algoInstance.release();
             copyInputToOutput(inputBuffer, outputBuffer);
+            outputFinal = true;
             exif.update<std::string>("runFailed", std::to_string(runResult));
             SDSR_LOGI("sdsr - run failed: %d", runResult);
             exif.update<std::string>("instance", m_nodeInstance);
@@ -430,6 +475,7 @@ int SdSrPlugin::processRequest(ProcessRequestInfo* request) {
             return 0;
         }
 
+        outputFinal = true;
         exif.update<std::string>("run cost", toStr<double>(runCost, 2));
         exif.update<std::string>("instance", m_nodeInstance);
         addProcessingTime();
@@ -438,7 +484,7 @@ int SdSrPlugin::processRequest(ProcessRequestInfo* request) {
             dumpBuffer(outputBuffer, zoomRatio, "output");
 
         start = nowMs();
-        const int32_t unitResult = m_unitFn(&algoHandle);
+        const int32_t unitResult = algoInstance.unit();
         CameraDFX::ReportToDFX(static_cast<DFXErrorCode>(unitResult), kDfxModuleCaptureAlgo);
         SDSR_LOGI("sdsr - Unit cost = %lf - ret = %d", nowMs() - start, unitResult);
 
@@ -452,6 +498,19 @@ int SdSrPlugin::processRequest(ProcessRequestInfo* request) {
         SDSR_LOGE("request aborted: %s", e.what());
     } catch (...) {
         SDSR_LOGE("request aborted by an unknown exception");
+    }
+    // The mutex and the boost are released by now; the copy needs neither. It allocates nothing.
+    if (!outputFinal) {
+        ImageParams* inputImage = firstImage(request->inputBuffers);
+        ImageParams* outputImage = firstImage(request->outputBuffers);
+        if (inputImage != nullptr && outputImage != nullptr) {
+            voalgo2::VoImageBuffer inputBuffer{};
+            voalgo2::VoImageBuffer outputBuffer{};
+            convertBounded(*this, *inputImage, inputBuffer);
+            convertBounded(*this, *outputImage, outputBuffer);
+            copyInputToOutput(inputBuffer, outputBuffer);
+            SDSR_LOGE("request aborted, Going voCopyBuffer.");
+        }
     }
     return 0;
 }
