@@ -1,6 +1,5 @@
-// The framework base class's pre-processing rule and image conversion, and the provider
-// registry. Boost, EXIF, fault-report and controller observations are proven through the
-// plugin's request and enable tables.
+// The framework base class's pre-processing rule and image conversion. Boost, EXIF, fault-report
+// and controller observations are proven through the plugin's request and enable tables.
 #include <gtest/gtest.h>
 
 #include "PluginWraper.h"
@@ -87,31 +86,6 @@ TEST_F(ServicesTest, ConvertImageParamsStopsAtThreePlanes) {
     EXPECT_EQ(2, buffer.planeFd[2]);
     EXPECT_EQ(9u, buffer.colorSpace);
     EXPECT_EQ(16u, buffer.stride);
-}
-
-// A provider whose destruction is observable.
-class CountedProvider : public voalgo2::Provider {
-  public:
-    explicit CountedProvider(int* deaths) : m_deaths(deaths) {}
-    ~CountedProvider() override { ++*m_deaths; }
-    unsigned int getVersion() const override { return 1; }
-    std::string plumaGetType() const override { return "Counted"; }
-
-  private:
-    int* m_deaths;
-};
-
-TEST_F(ServicesTest, ProviderManagerOwnsItsProviders) {
-    int deaths = 0;
-    {
-        voalgo2::ProviderManager manager;
-        EXPECT_FALSE(manager.add(nullptr));
-        EXPECT_TRUE(manager.add(new CountedProvider(&deaths)));
-        EXPECT_TRUE(manager.add(new CountedProvider(&deaths)));
-        EXPECT_EQ(2u, manager.providersOfType("Counted").size());
-        EXPECT_TRUE(manager.providersOfType("Other").empty());
-    }
-    EXPECT_EQ(2, deaths);
 }
 
 }  // namespace
