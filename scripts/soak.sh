@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # The long soak: SDSR_SOAK_REQUESTS requests (default 20000, first argument) on every request
 # path through one plugin object, twice:
-#   - a plain build (build/soak): open file descriptors and resident memory must stay flat;
-#   - the ASan build (build/asan): descriptors flat, and LeakSanitizer must report nothing.
+#   - a plain build (build/soak): open file descriptors and live heap blocks must stay flat;
+#   - the ASan build (build/asan): the same, and LeakSanitizer must report nothing.
 # The suite runs a short soak of the same test; this is not part of scripts/test.sh.
 set -euo pipefail
 cd "$(dirname "$0")/.."
