@@ -30,7 +30,8 @@ while IFS= read -r line; do
     result="CAUGHT by the build"
     caught=$((caught + 1))
   else
-    failed=$(ctest --preset default -j"${JOBS:-2}" 2>&1 | sed -n 's/^ *[0-9]* - \(.*\) (\(Failed\|Timeout\|SEGFAULT\|Subprocess aborted\|Child aborted\)).*/\1/p')
+    failed=$(ctest --preset default -j"${JOBS:-2}" 2>&1 |
+      sed -n 's/^[[:space:]]*[0-9]* - \(.*\) (\(Failed\|Timeout\|SEGFAULT\|Subprocess aborted\|Child aborted\|Exception\)).*/\1/p')
     if [ -n "$failed" ]; then
       result="CAUGHT by $(echo "$failed" | head -3 | paste -sd, -)$([ "$(echo "$failed" | wc -l)" -gt 3 ] && echo " (+$(($(echo "$failed" | wc -l) - 3)) more)")"
       caught=$((caught + 1))
