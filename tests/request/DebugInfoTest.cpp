@@ -190,7 +190,7 @@ TEST(DebugRecord, IdenticalInEveryContainerOfEveryBuffer) {
 }
 
 // More frames than the record has slots: all are counted, the first 20 recorded, the rest
-// reported once.
+// reported once; the camera id comes from the last frame with physical metadata, past the slots.
 TEST(DebugRecord, FramesBeyondTwentyAreCountedNotStored) {
     PluginSession session;
     auto physical0 = std::make_shared<VoMetadata>();
@@ -201,14 +201,15 @@ TEST(DebugRecord, FramesBeyondTwentyAreCountedNotStored) {
     expected.frameCount(frames).sensorMode(0, 100).exposure(0, 1000).timestamp(0, 5000);
     for (int i = 1; i < frames; ++i) {
         auto physical = std::make_shared<VoMetadata>();
-        putFrameTags(*physical, FrameTags{1000 + i, 100 + i, 5000 + i, 1 + i});
+        // The last frame has no camera id: its physical metadata still sets the byte, to 0.
+        putFrameTags(*physical,
+                     FrameTags{1000 + i, 100 + i, 5000 + i, i + 1 < frames ? 1 + i : kAbsent});
         ImageParams extra{};
         extra.physicalMetadata = physical;
         request.info.inputBuffers[uint32_t(i)].push_back(extra);
         if (i < 20)
             expected.sensorMode(i, 100 + i).exposure(i, 1000 + i).timestamp(i, 5000 + i);
     }
-    expected.cameraId(uint8_t(frames));  // the last frame carrying the id wins
     session.process(request);
 
     EXPECT_EQ(expected.bytes(), recordIn(request.info.outputBuffers[0][0].metadata));
