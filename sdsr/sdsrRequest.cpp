@@ -1,7 +1,6 @@
-// Request processing of the SDSR plugin: binding of the algorithm library and processRequest,
-// which runs Init, Run and Unit of the library over one capture or copies the input to the
-// output whenever the pass must not run or fails.
-#include <dlfcn.h>
+// Request processing of the SDSR plugin: processRequest, which runs Init, Run and Unit of the
+// library over one capture or copies the input to the output whenever the pass must not run or
+// fails.
 #include <string.h>
 #include <sys/time.h>
 
@@ -19,8 +18,6 @@
 
 namespace {
 
-// Relative on purpose: the dynamic linker resolves it by its own search rules on the device.
-const char* const kAlgoLibraryPath = "odm/lib64/libvoalgo_sdsr.so";
 const char* const kModelDirectory = "/data/vendor/camera/";
 const char* const kCompressedModelDirectory = "/vendor/etc/camera/";
 const char* const kImageNameTag = "orvane.snapshot.imageName";
@@ -34,10 +31,6 @@ const int32_t kSmartAEAlgoType5 = 5;
 const int32_t kSmartAEAlgoType8 = 8;
 const int32_t kSmartAESensorMode0 = 0;
 const int32_t kSmartAESensorMode15 = 15;
-
-// Serialises binding between requests that arrive together on different threads; once bound,
-// binding only reads the members it would write.
-std::mutex gBindMutex;
 
 // Formats `value` with std::to_string and keeps at most `decimals` characters after the '.'
 // (the printed text is cut, not rounded).
@@ -170,49 +163,6 @@ class AlgoInstance {
 };
 
 }  // namespace
-
-void SdSrPlugin::bindAlgoLibrary() {
-    std::lock_guard<std::mutex> bindLock(gBindMutex);
-    if (m_sdsrAlgoHandle == nullptr) {
-        m_sdsrAlgoHandle = dlopen(voalgo2::devicePath(kAlgoLibraryPath).c_str(), RTLD_LAZY);
-        SDSR_LOGI("dlopen sdsr %p", m_sdsrAlgoHandle);
-        if (m_sdsrAlgoHandle == nullptr) {
-            // No dlclose(nullptr) here: some C libraries dereference the handle.
-            const char* why = dlerror();
-            SDSR_LOGD("sdsr dlerror() %s", why != nullptr ? why : "(null)");
-        }
-    }
-
-    // Resolved on every request. A null handle must not reach dlsym, where it would mean the
-    // global scope of the process.
-    VoalgoAi_DIPS_GetVersion_Fn getVersionFn = nullptr;
-    VoalgoAi_DIPS_Init_Fn initFn = nullptr;
-    VoalgoAi_DIPS_Run_Fn runFn = nullptr;
-    VoalgoAi_DIPS_Unit_Fn unitFn = nullptr;
-    if (m_sdsrAlgoHandle != nullptr) {
-        getVersionFn = reinterpret_cast<VoalgoAi_DIPS_GetVersion_Fn>(
-            dlsym(m_sdsrAlgoHandle, "VoalgoAi_DIPS_GetVersion"));
-        initFn =
-            reinterpret_cast<VoalgoAi_DIPS_Init_Fn>(dlsym(m_sdsrAlgoHandle, "VoalgoAi_DIPS_Init"));
-        runFn =
-            reinterpret_cast<VoalgoAi_DIPS_Run_Fn>(dlsym(m_sdsrAlgoHandle, "VoalgoAi_DIPS_Run"));
-        unitFn =
-            reinterpret_cast<VoalgoAi_DIPS_Unit_Fn>(dlsym(m_sdsrAlgoHandle, "VoalgoAi_DIPS_Unit"));
-    }
-    if (m_getVersionFn != getVersionFn)
-        m_getVersionFn = getVersionFn;
-    if (m_initFn != initFn)
-        m_initFn = initFn;
-    if (m_runFn != runFn)
-        m_runFn = runFn;
-    if (m_unitFn != unitFn)
-        m_unitFn = unitFn;
-}
-
-bool SdSrPlugin::algoEntryPointsResolved() const {
-    return m_sdsrAlgoHandle != nullptr && m_getVersionFn != nullptr && m_initFn != nullptr &&
-           m_runFn != nullptr && m_unitFn != nullptr;
-}
 
 void SdSrPlugin::fillDataFromSmartAE(std::shared_ptr<VoMetadata> meta,
                                      VoalgoAi_DIPS_InitParams& params) {
