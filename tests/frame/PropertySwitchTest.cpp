@@ -139,6 +139,8 @@ TEST(PropertySwitchTest, SwitchesAreReadAtLoad) {
         {"defaults", {}, 0, 0, -1.0f, -1, -1, 0},
         {"all set", {{p + "dump", "1"}, {p + "bypass", "1"}, {p + "luxIndex", "250.5"},
                      {p + "preAlgoType", "0"}, {p + "sensorModeType", "2"}}, 1, 1, 250.5f, 0, 2, 0},
+        {"empty values read as unset", {{p + "dump", ""}, {p + "bypass", ""}, {p + "luxIndex", ""},
+                     {p + "preAlgoType", ""}, {p + "sensorModeType", ""}}, 0, 0, -1.0f, -1, -1, 0},
         {"zero lux is stored as zero", {{p + "luxIndex", "0"}}, 0, 0, 0.0f, -1, -1, 0},
         {"lux with trailing text", {{p + "luxIndex", "12.5lux"}}, 0, 0, 12.5f, -1, -1, 0},
         {"lux not a number", {{p + "luxIndex", "bright"}}, 0, 0, -1.0f, -1, -1, 1},
