@@ -384,7 +384,16 @@ bool PluginLogReader::lifecycle(const LogLine& line, const std::string& m) {
     }
     if (starts(m, "initialize:")) {
         const size_t sp = m.find(' ');
-        objectFor(line.pid, sp == std::string::npos ? "" : m.substr(sp + 1), false);
+        const std::string address = sp == std::string::npos ? "" : m.substr(sp + 1);
+        // An object whose creation line named no address ("open ... failed!") gets it here.
+        Process& proc = process(line.pid);
+        if (!address.empty() && proc.current >= 0 && m_objects[proc.current].address.empty() &&
+            !m_objects[proc.current].gone && m_objects[proc.current].lastEnable < 0 &&
+            m_objects[proc.current].lastProcess < 0) {
+            m_objects[proc.current].address = address;
+            return true;
+        }
+        objectFor(line.pid, address, false);
         return true;
     }
     if (starts(m, " m_pNodeSdsrData->init() finish") || starts(m, "m_pNodeSdsrData is nullptr") ||

@@ -195,10 +195,10 @@ json sessionFor(const Capture& c, const std::string& source) {
     if (c.enable.seen) {
         // Requests already outstanding: admitted before this one and never finished.
         for (int i = 0; i < c.enable.outstanding.value_or(0); ++i)
-            steps.push_back({{"do", "isEnabled"}});
+            steps.push_back({{"do", "isEnabled"}, {"metadata", b.metadata}});
         if (!changes.empty())
             steps.push_back({{"do", "setDevice"}, {"device", changes}});
-        steps.push_back({{"do", "isEnabled"}});
+        steps.push_back({{"do", "isEnabled"}, {"metadata", b.metadata}});
     }
     if (c.process.seen) {
         json step = {{"do", "processRequest"}};
