@@ -127,6 +127,11 @@ Decision decide(const Capture& c) {
     } else if (c.process.seen) {
         d.answer = "enabled";
         d.text = "enabled (processRequest followed)";
+    } else if (e.followed) {
+        // The next decision began without a refusal line or the tag write of this one.
+        d.reason = "unknown";
+        d.text = "refused by the tags, the scene or the outstanding count: " +
+                 (c.debugLinesSeen ? std::string("the refusal is not in the log") : hidden(c));
     } else if (!c.debugLinesSeen) {
         d.answer = "unknown";
         d.text = "tags, scene or outstanding count: " + hidden(c);

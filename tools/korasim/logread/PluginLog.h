@@ -16,7 +16,8 @@ namespace korasim::logread {
 // What the plugin logged while deciding isEnabled, as far as the lines show it.
 struct EnableFacts {
     bool seen = false;
-    int stage = 0;  // furthest step of the decision seen so far
+    int stage = 0;          // furthest step of the decision seen so far
+    unsigned onceSeen = 0;  // lines a decision prints once (see PluginLogReader.cpp)
     std::optional<int> preAnchorProc;
     bool preAnchorAbsent = false;  // "MetaData not found for com.orvane.kora2.preAnchorProc"
     std::optional<double> freeRam;
@@ -37,12 +38,14 @@ struct EnableFacts {
     bool tagWritten = false;
     std::optional<int> final;
     bool failed = false;  // "enable decision failed"
+    bool followed = false;  // the same object's next decision began after this one
 };
 
 // What the plugin logged while processing the request.
 struct ProcessFacts {
     bool seen = false;
     int stage = 0;
+    unsigned onceSeen = 0;
     std::optional<std::string> handle;  // "dlopen sdsr %p"
     std::optional<std::string> dlerror;
     std::optional<std::string> imageName;

@@ -74,6 +74,24 @@ bool isEnableTag(const std::string& tag) {
            tag == "com.orvane.stableDiffusionSR.mode";
 }
 
+// Lines that one decision or one request prints at most once: a second one starts the next
+// capture even when no step went backwards (a refusal whose own line the gates hid).
+unsigned onceBit(const std::string& m) {
+    static const char* const kOnce[] = {
+        "FreeRam ",      "m_sdsrController.getFlag = ",
+        "sdsrEnable: ",  "update orvane.snapshot.stableDiffusionSREnable",
+        "final sdsrEnable", "add perflock",
+        "get request:",  "imgName:",
+        "format:",       "sdsr_version:",
+        "sdsr init cost", "sdsr run cost",
+        "finish m_processCount", "dlopen sdsr"};
+    for (unsigned i = 0; i < sizeof(kOnce) / sizeof(kOnce[0]); ++i) {
+        if (starts(m, kOnce[i]))
+            return 1u << (i + (i == 2 && has(m, "algoType") ? 16 : 0));
+    }
+    return 0;
+}
+
 }  // namespace
 
 // The rules that read one message; kept apart from the bookkeeping of objects and captures.
@@ -478,14 +496,18 @@ void PluginLogReader::feed(LogLine line) {
                              !m_captures[obj.lastEnable].enable.memoryRefusal &&
                              !m_captures[obj.lastEnable].enable.sameVersion &&
                              !m_captures[obj.lastEnable].enable.failed &&
-                             stage >= m_captures[obj.lastEnable].enable.stage;
+                             stage >= m_captures[obj.lastEnable].enable.stage &&
+                             (m_captures[obj.lastEnable].enable.onceSeen & onceBit(m)) == 0;
         if (!pending) {
+            if (obj.lastEnable >= 0)
+                m_captures[obj.lastEnable].enable.followed = true;
             newCapture(objectIndex, line);
             obj.lastEnable = static_cast<int>(m_captures.size() - 1);
         }
         Capture& c = m_captures[obj.lastEnable];
         c.enable.seen = true;
         c.enable.stage = std::max(c.enable.stage, stage);
+        c.enable.onceSeen |= onceBit(m);
         ++c.lines;
         LineRules::enable(c.enable, m);
         return;
@@ -499,13 +521,15 @@ void PluginLogReader::feed(LogLine line) {
             return;
         }
         bool same = obj.lastProcess >= 0 && m_captures[obj.lastProcess].process.stage <= stage &&
-                    m_captures[obj.lastProcess].process.stage < kRelease;
+                    m_captures[obj.lastProcess].process.stage < kRelease &&
+                    (m_captures[obj.lastProcess].process.onceSeen & onceBit(m)) == 0;
         // "dlopen" comes only with the first request; a bind line always opens a request.
         if (same && stage == kBind && m_captures[obj.lastProcess].process.stage > kBind)
             same = false;
         if (!same) {
-            // The oldest capture of this object whose decision let it through.
-            int target = -1;
+            // The oldest capture of this object whose decision let it through; failing that,
+            // the oldest whose answer the log does not show.
+            int target = -1, unsure = -1;
             for (int i = obj.lastProcess + 1; i < static_cast<int>(m_captures.size()); ++i) {
                 const Capture& c = m_captures[i];
                 if (c.object != obj.id || c.pid != line.pid || c.process.seen)
@@ -513,11 +537,16 @@ void PluginLogReader::feed(LogLine line) {
                 const bool refused = c.enable.preAnchorProc || c.enable.memoryRefusal ||
                                      c.enable.sameVersion || (c.enable.final == 0) ||
                                      c.enable.outstanding;
-                if (!refused) {
+                const bool admitted = c.enable.tagWritten || c.enable.final == 1;
+                if (admitted) {
                     target = i;
                     break;
                 }
+                if (!refused && unsure < 0)
+                    unsure = i;
             }
+            if (target < 0)
+                target = unsure;
             if (target < 0) {
                 newCapture(objectIndex, line);
                 target = static_cast<int>(m_captures.size() - 1);
@@ -527,6 +556,7 @@ void PluginLogReader::feed(LogLine line) {
         Capture& c = m_captures[obj.lastProcess];
         c.process.seen = true;
         c.process.stage = std::max(c.process.stage, stage);
+        c.process.onceSeen |= onceBit(m);
         ++c.lines;
         LineRules::process(c.process, m);
         return;
