@@ -128,11 +128,11 @@ TEST(KorasimSession, EachRefusalOfTheEnableDecisionIsReportedWithItsReason) {
         "sd_decoder.vonn", "sd_unet.vonn",  "gan_text.vonn"};
     const std::vector<RefusalCase> cases = {
         {"preAnchor", inputWith({{"com.orvane.kora2.preAnchorProc", 1}}), "preAnchorProc"},
-        {"lowMemory", {{"device", {{"meminfo", 511999}}}}, "memoryOrController"},
-        {"noMeminfo", {{"device", {{"meminfo", nullptr}}}}, "memoryOrController"},
-        {"controller", {{"device", {{"controllerFlag", 2}}}}, "memoryOrController"},
-        {"noVersionFile", {{"device", {{"versionFile", nullptr}}}}, "versionOrModels"},
-        {"modelMissing", {{"device", {{"models", allButOneModel}}}}, "versionOrModels"},
+        {"lowMemory", {{"device", {{"meminfo", 511999}}}}, "memory"},
+        {"noMeminfo", {{"device", {{"meminfo", nullptr}}}}, "memory"},
+        {"controller", {{"device", {{"controllerFlag", 2}}}}, "controller"},
+        {"noVersionFile", {{"device", {{"versionFile", nullptr}}}}, "version"},
+        {"modelMissing", {{"device", {{"models", allButOneModel}}}}, "models"},
         {"uiOff", inputWith({{"orvane.ai.asd.sdsrui", 0}}), "tags"},
         {"noTrigger", inputWith({{"orvane.ai.asd.SDSRTrigger", nullptr}}), "tags"},
         {"otherScene", inputWith({{"orvane.ai.asd.SmartAE", {{"algoType", 6}}}}), "scene"},
@@ -202,7 +202,7 @@ TEST(KorasimSession, EachCopyPathDeliversTheInputUnchanged) {
          nullptr},
         {"noLibrary",
          {{"device", {{"algorithm", {{"library", "absent"}}}}}},
-         "libraryCopy",
+         "libraryUnusable",
          false,
          {},
          {},
@@ -291,7 +291,7 @@ TEST(KorasimSession, SetDeviceBetweenRequestsChangesTheVersionTheObjectSees) {
     EXPECT_EQ(step(r, 2).at("path"), "processed");
     EXPECT_EQ(step(r, 3).at("changed"), json::array({"versionFile"}));
     EXPECT_FALSE(step(r, 4).at("answer"));
-    EXPECT_EQ(step(r, 4).at("reason"), "versionOrModels");
+    EXPECT_EQ(step(r, 4).at("reason"), "version");
     // A new object reads the new version; the old one still holds 1.0.0.0.
     EXPECT_TRUE(step(r, 7).at("answer"));
     EXPECT_EQ(step(r, 8).at("path"), "processed");

@@ -298,17 +298,6 @@ Path pathOf(const Capture& c) {
     } else {
         r.text = "the end of processRequest is not in the log";
     }
-    if (r.id == "processed" || r.id == "unitStatus" || r.id == "runFailed") {
-        r.text += ": " + formatName(p);
-        if (p.width && p.height)
-            r.text += " " + std::to_string(*p.width) + "x" + std::to_string(*p.height);
-        if (p.initMs)
-            r.text += ", init " + ms(*p.initMs);
-        if (p.runMs)
-            r.text += ", run " + ms(*p.runMs);
-        if (p.unitMs)
-            r.text += ", unit " + ms(*p.unitMs);
-    }
     return r;
 }
 
@@ -378,7 +367,19 @@ json processJson(const Capture& c) {
 }
 
 std::string describeProcess(const Capture& c) {
-    const Path r = pathOf(c);
+    Path r = pathOf(c);
+    const ProcessFacts& p = c.process;
+    if (r.id == "processed" || r.id == "unitStatus" || r.id == "runFailed") {
+        r.text += ": " + formatName(p);
+        if (p.width && p.height)
+            r.text += " " + std::to_string(*p.width) + "x" + std::to_string(*p.height);
+        if (p.initMs)
+            r.text += ", init " + ms(*p.initMs);
+        if (p.runMs)
+            r.text += ", run " + ms(*p.runMs);
+        if (p.unitMs)
+            r.text += ", unit " + ms(*p.unitMs);
+    }
     return r.id == "unknown" ? "path unknown: " + r.text : r.id + " (" + r.text + ")";
 }
 

@@ -37,7 +37,7 @@ struct EnableFacts {
     std::optional<int> outstanding;  // "process count:%u"
     bool tagWritten = false;
     std::optional<int> final;
-    bool failed = false;  // "enable decision failed"
+    bool failed = false;    // "enable decision failed"
     bool followed = false;  // the same object's next decision began after this one
 };
 

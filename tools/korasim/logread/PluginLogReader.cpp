@@ -77,14 +77,20 @@ bool isEnableTag(const std::string& tag) {
 // Lines that one decision or one request prints at most once: a second one starts the next
 // capture even when no step went backwards (a refusal whose own line the gates hid).
 unsigned onceBit(const std::string& m) {
-    static const char* const kOnce[] = {
-        "FreeRam ",      "m_sdsrController.getFlag = ",
-        "sdsrEnable: ",  "update orvane.snapshot.stableDiffusionSREnable",
-        "final sdsrEnable", "add perflock",
-        "get request:",  "imgName:",
-        "format:",       "sdsr_version:",
-        "sdsr init cost", "sdsr run cost",
-        "finish m_processCount", "dlopen sdsr"};
+    static const char* const kOnce[] = {"FreeRam ",
+                                        "m_sdsrController.getFlag = ",
+                                        "sdsrEnable: ",
+                                        "update orvane.snapshot.stableDiffusionSREnable",
+                                        "final sdsrEnable",
+                                        "add perflock",
+                                        "get request:",
+                                        "imgName:",
+                                        "format:",
+                                        "sdsr_version:",
+                                        "sdsr init cost",
+                                        "sdsr run cost",
+                                        "finish m_processCount",
+                                        "dlopen sdsr"};
     for (unsigned i = 0; i < sizeof(kOnce) / sizeof(kOnce[0]); ++i) {
         if (starts(m, kOnce[i]))
             return 1u << (i + (i == 2 && has(m, "algoType") ? 16 : 0));

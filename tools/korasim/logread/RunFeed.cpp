@@ -32,8 +32,8 @@ void RunFeed::feed(const std::string& plugin, const std::vector<korahost::LogRec
         line.message = r.message;
         it->second.feed(std::move(line));
     }
-    m_touched[plugin] = captures.size() != before ||
-                        (before != 0 && captures.back().lines != linesBefore);
+    m_touched[plugin] =
+        captures.size() != before || (before != 0 && captures.back().lines != linesBefore);
 }
 
 const Capture* RunFeed::latest(const std::string& plugin) const {
@@ -59,8 +59,7 @@ json RunFeed::decision(const std::string& plugin, bool answer) const {
         d["answer"] = wanted;
         if (!answer) {
             char gates[64];
-            snprintf(gates, sizeof(gates), "level %d, groups 0x%x", m_gates.level,
-                     m_gates.groups);
+            snprintf(gates, sizeof(gates), "level %d, groups 0x%x", m_gates.level, m_gates.groups);
             d["reason"] = "unknown";
             d["text"] = std::string("hidden by log gates (") + gates + ")";
         } else {
@@ -76,8 +75,7 @@ json RunFeed::process(const std::string& plugin) const {
     if (c == nullptr || !c->process.seen) {
         char gates[64];
         snprintf(gates, sizeof(gates), "level %d, groups 0x%x", m_gates.level, m_gates.groups);
-        return {{"path", "unknown"},
-                {"text", std::string("hidden by log gates (") + gates + ")"}};
+        return {{"path", "unknown"}, {"text", std::string("hidden by log gates (") + gates + ")"}};
     }
     return processJson(*c);
 }

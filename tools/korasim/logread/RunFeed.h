@@ -16,7 +16,7 @@ namespace korasim::logread {
 
 class RunFeed {
   public:
-    explicit RunFeed(const Gates& gates) : m_gates(gates) {}
+    void setGates(const Gates& gates) { m_gates = gates; }
     // A plugin object of this name is created: its lines start afresh.
     void created(const std::string& plugin);
     void feed(const std::string& plugin, const std::vector<korahost::LogRecord>& logs);
