@@ -249,6 +249,17 @@ TEST(KorasimExplain, FieldReportWithNoiseWrapTwoObjectsAndHiddenDebugLines) {
     EXPECT_TRUE(e.at("captures").at(0).at("unknown").at(0).get<std::string>().find("dump") !=
                 std::string::npos);
 
+    // Read in 1 MiB chunks: the same report when the lines straddle chunk boundaries.
+    std::string filler;
+    for (int i = 0; filler.size() < 1500000; ++i)
+        filler += "11-22 18:43:09.001   612   640 I CamX    : frame " + std::to_string(i) + "\n";
+    std::ifstream in(log);
+    const std::string fixture((std::istreambuf_iterator<char>(in)), {});
+    const size_t half = fixture.find('\n', fixture.size() / 2) + 1;
+    scratch.write("padded.log", filler + fixture.substr(0, half) + filler + fixture.substr(half));
+    const Result padded = runKorasim(scratch, {"explain", scratch.path("padded.log")});
+    EXPECT_EQ(padded.out.substr(padded.out.find('\n')), r.out.substr(r.out.find('\n')));
+
     const Result onlyOne = runKorasim(scratch, {"explain", log, "--pid", "2345"});
     EXPECT_NE(onlyOne.out.find(", 3 captures,"), std::string::npos) << onlyOne.out;
 }

@@ -133,7 +133,9 @@ int explainCommand(int argc, char** argv) {
         if (o.pid != 0 && c.pid != o.pid)
             continue;
         shown.push_back(&c);
-        captures.push_back(logread::toJson(c));
+        // The JSON of thousands of captures is built only when someone reads it.
+        if (!o.jsonFile.empty() || o.details)
+            captures.push_back(logread::toJson(c));
     }
     const json document = {{"log", o.log},
                            {"captures", captures},
