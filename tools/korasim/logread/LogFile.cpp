@@ -18,12 +18,8 @@ struct FileCloser {
     void operator()(FILE* f) const { fclose(f); }
 };
 
-const char* findTag(const char* from, const char* end) {
-    // The plugin's tag and the framework's tag; the earlier one wins.
-    const char* a = static_cast<const char*>(memmem(from, end - from, "SDSR", 4));
-    const char* limit = a ? a : end;
-    const char* b = static_cast<const char*>(memmem(from, limit - from, "VoAlgoEngine", 12));
-    return b ? b : a;
+const char* find(const char* from, const char* end, const char* needle, size_t size) {
+    return static_cast<const char*>(memmem(from, end - from, needle, size));
 }
 
 }  // namespace
@@ -66,9 +62,17 @@ bool readLogFile(const std::string& path, PluginLogReader& reader, std::string* 
             const char* lastNewline = static_cast<const char*>(memrchr(begin, '\n', end - begin));
             usable = lastNewline ? lastNewline + 1 : begin;
         }
+        // The framework's tag is searched for only while a request of the plugin is open (its
+        // boost lines are the only ones the reader needs): one scan for the plugin's tag, and
+        // a second only over the stretches inside requests.
         const char* pos = begin;
+        const char* nextPlugin = find(pos, usable, "SDSR", 4);
         while (pos < usable) {
-            const char* hit = findTag(pos, usable);
+            const char* limit = nextPlugin ? nextPlugin : usable;
+            const char* hit =
+                reader.frameworkLinesWanted() ? find(pos, limit, "VoAlgoEngine", 12) : nullptr;
+            if (!hit)
+                hit = nextPlugin;
             if (!hit)
                 break;
             const char* lineStart = hit;
@@ -78,7 +82,9 @@ bool readLogFile(const std::string& path, PluginLogReader& reader, std::string* 
             if (!lineEnd)
                 lineEnd = usable;
             reader.feedText(std::string_view(lineStart, lineEnd - lineStart));
-            pos = lineEnd + 1;
+            pos = lineEnd < usable ? lineEnd + 1 : usable;
+            if (nextPlugin && nextPlugin < pos)
+                nextPlugin = find(pos, usable, "SDSR", 4);
         }
         kept = static_cast<size_t>(end - usable);
         memmove(buffer.data(), usable, kept);

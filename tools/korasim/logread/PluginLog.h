@@ -99,6 +99,10 @@ class PluginLogReader {
     // After the last line: which processes showed D lines (when the gates are not known).
     void finish();
 
+    // Whether a request is open, so that framework-tag lines (the boost) may be the plugin's;
+    // a stream reader may skip searching for that tag otherwise.
+    bool frameworkLinesWanted() const { return m_openRequests > 0; }
+
     const std::vector<Capture>& captures() const { return m_captures; }
     size_t unattributed() const { return m_unattributed; }
     size_t unreadable() const { return m_unreadable; }
@@ -128,6 +132,7 @@ class PluginLogReader {
     void unattributed(const LogLine& line);
 
     std::optional<Gates> m_gates;
+    int m_openRequests = 0;
     std::vector<Capture> m_captures;
     std::vector<Object> m_objects;
     std::vector<std::pair<int, Process>> m_processes;

@@ -76,6 +76,11 @@ bool isEnableTag(const std::string& tag) {
 
 // Lines that one decision or one request prints at most once: a second one starts the next
 // capture even when no step went backwards (a refusal whose own line the gates hid).
+// A request between its boost and the boost's release: framework lines may be the plugin's.
+bool isOpen(int processStage) {
+    return processStage >= kBoost && processStage < kRelease;
+}
+
 unsigned onceBit(const std::string& m) {
     static const char* const kOnce[] = {"FreeRam ",
                                         "m_sdsrController.getFlag = ",
@@ -557,11 +562,15 @@ void PluginLogReader::feed(LogLine line) {
                 newCapture(objectIndex, line);
                 target = static_cast<int>(m_captures.size() - 1);
             }
+            if (obj.lastProcess >= 0 && isOpen(m_captures[obj.lastProcess].process.stage))
+                --m_openRequests;  // its end was lost
             obj.lastProcess = target;
         }
         Capture& c = m_captures[obj.lastProcess];
         c.process.seen = true;
+        const bool wasOpen = isOpen(c.process.stage);
         c.process.stage = std::max(c.process.stage, stage);
+        m_openRequests += int(isOpen(c.process.stage)) - int(wasOpen);
         c.process.onceSeen |= onceBit(m);
         ++c.lines;
         LineRules::process(c.process, m);
