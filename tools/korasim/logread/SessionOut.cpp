@@ -85,6 +85,12 @@ struct Builder {
             metadata["orvane.ai.asd.SDSRTrigger"] = *e.trigger;
         if (e.mode)
             metadata["com.orvane.stableDiffusionSR.mode"] = *e.mode;
+        if (e.followed && !e.tagWritten && !e.final && !e.preAnchorProc && !e.memoryRefusal &&
+            !e.sameVersion && !e.outstanding) {
+            // Refused by a check whose line the log does not hold: refuse by the tags.
+            metadata["orvane.ai.asd.sdsrui"] = 0;
+            missing("the refusing check (tags, scene or outstanding count)", "sdsrui 0");
+        }
         if (e.seen && !e.ui && e.stage >= 9)
             missing("sdsrui, SDSRTrigger, mode", "the enabling set (2, 1, 1)");
         if (e.smartAE && !*e.smartAE) {
@@ -131,7 +137,7 @@ struct Builder {
             input["format"] = *p.format == 17   ? json("nv21")
                               : *p.format == 35 ? json("nv12")
                                                 : json(*p.format);
-        else
+        else if (p.seen)
             missing("input format", "NV21");
         if (p.width && p.height) {
             input["width"] = *p.width;
