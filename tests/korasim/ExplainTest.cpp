@@ -284,3 +284,23 @@ TEST(KorasimExplain, LogsWithoutPluginLinesAndUnreadableFiles) {
         EXPECT_NE((r.out + r.err).find(c.message), std::string::npos) << r.out << r.err;
     }
 }
+
+TEST(KorasimExplain, RunNamesTheGatesThatHidTheDecidingLine) {
+    // Level 4 closes the D lines: the refusal by the tags leaves no line; memory still shows its value.
+    const std::vector<std::pair<json, std::string>> cases = {
+        {{{"log", {{"level", 4}}},
+          {"request",
+           {{"inputs",
+             {{{"metadata", {{"$extends", "enabling"}, {"orvane.ai.asd.sdsrui", 0}}}}}}}}},
+         "answer false (unknown: tags, scene or outstanding count: hidden by log gates (level 4, "
+         "groups 0xffffffff))"},
+        {{{"log", {{"level", 4}}}, {"device", {{"meminfo", 1000}}}},
+         "answer false (memory: free memory 1000 kB < 512000 kB)"},
+    };
+    for (const auto& c : cases) {
+        Scratch scratch;
+        const Result r = runSession(scratch, c.first);
+        ASSERT_EQ(r.exitCode, 0) << r.err;
+        EXPECT_NE(r.out.find(c.second), std::string::npos) << r.out;
+    }
+}

@@ -61,7 +61,9 @@ json RunFeed::decision(const std::string& plugin, bool answer) const {
             char gates[64];
             snprintf(gates, sizeof(gates), "level %d, groups 0x%x", m_gates.level, m_gates.groups);
             d["reason"] = "unknown";
-            d["text"] = std::string("hidden by log gates (") + gates + ")";
+            const std::string text = d["text"];
+            if (text.find("hidden by log gates") == std::string::npos)
+                d["text"] = std::string("hidden by log gates (") + gates + ")";
         } else {
             d["reason"] = nullptr;
             d["text"] = "enabled";
