@@ -139,7 +139,6 @@ class PluginLogReader {
     size_t m_unattributed = 0, m_unreadable = 0, m_pluginLines = 0, m_foreign = 0, m_offline = 0;
     std::vector<std::string> m_samples;
     Process& process(int pid);
-    friend struct LineRules;
 };
 
 // Reads a whole log file as a stream (never all in memory). Returns false when it cannot be
