@@ -249,14 +249,15 @@ TEST(KorasimExplain, FieldReportWithNoiseWrapTwoObjectsAndHiddenDebugLines) {
     EXPECT_TRUE(e.at("captures").at(0).at("unknown").at(0).get<std::string>().find("dump") !=
                 std::string::npos);
 
-    // Read in 1 MiB chunks: the same report when the lines straddle chunk boundaries.
-    std::string filler;
-    for (int i = 0; filler.size() < 1500000; ++i)
-        filler += "11-22 18:43:09.001   612   640 I CamX    : frame " + std::to_string(i) + "\n";
+    // The file is read in 2 MiB blocks: a plugin line cut by the end of one reads the same.
     std::ifstream in(log);
     const std::string fixture((std::istreambuf_iterator<char>(in)), {});
-    const size_t half = fixture.find('\n', fixture.size() / 2) + 1;
-    scratch.write("padded.log", filler + fixture.substr(0, half) + filler + fixture.substr(half));
+    const size_t fillerSize = 2 * 1024 * 1024 - fixture.find("FreeRam 400000") - 2;
+    std::string filler;
+    for (int i = 0; filler.size() + 200 < fillerSize; ++i)
+        filler += "11-22 18:43:09.001   612   640 I CamX    : frame " + std::to_string(i) + "\n";
+    filler += std::string(fillerSize - filler.size() - 1, 'x') + "\n";
+    scratch.write("padded.log", filler + fixture);
     const Result padded = runKorasim(scratch, {"explain", scratch.path("padded.log")});
     EXPECT_EQ(padded.out.substr(padded.out.find('\n')), r.out.substr(r.out.find('\n')));
 
@@ -286,7 +287,8 @@ TEST(KorasimExplain, LogsWithoutPluginLinesAndUnreadableFiles) {
 }
 
 TEST(KorasimExplain, RunNamesTheGatesThatHidTheDecidingLine) {
-    // Level 4 closes the D lines: the refusal by the tags leaves no line; memory still shows its value.
+    // Level 4 closes the D lines: the refusal by the tags leaves no line; memory still shows its
+    // value.
     const std::vector<std::pair<json, std::string>> cases = {
         {{{"log", {{"level", 4}}},
           {"request",
