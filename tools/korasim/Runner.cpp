@@ -12,7 +12,6 @@
 #include <filesystem>
 
 #include "MetaValues.h"
-#include "PluginLog.h"
 #include "RunnerImpl.h"
 #include "VoMetadata.h"
 
@@ -55,6 +54,7 @@ void Runner::Impl::load() {
         korahost::setProperty(p.first, p.second);
     const LogGates& g = session.log;
     korahost::setLogGates(g.level, g.groups, g.offlineLevel, g.offlineGroups, g.debugMask);
+    feed.setGates(logread::Gates{g.level, g.groups});
     korahost::setLogEcho(options.logcat);
     korahost::setMetadataWriteRecording(true);
 
@@ -148,6 +148,7 @@ void Runner::Impl::runStep(size_t index) {
 
     switch (s.kind) {
         case StepKind::Create:
+            feed.created(s.plugin);
             slot->object.reset(provider->create());
             slot->lastEnabled = false;
             out["created"] = slot->object != nullptr;
@@ -192,9 +193,11 @@ void Runner::Impl::runStep(size_t index) {
             slot->lastEnabled = answer;
             out["answer"] = answer;
             logs = korahost::takeLogs();
-            out["reason"] = answer ? json(nullptr) : json(refusalReason(logs));
-            facts =
-                answer ? "answer true" : "answer false (" + out["reason"].get<std::string>() + ")";
+            feed.feed(s.plugin, logs);
+            const json decision = feed.decision(s.plugin, answer);
+            out["reason"] = decision["reason"];
+            out["decision"] = decision;
+            facts = logread::decisionSummary(decision);
             break;
         }
         case StepKind::ProcessRequest:
@@ -236,8 +239,11 @@ void Runner::Impl::runStep(size_t index) {
     if (!out.contains("durationMs"))
         out["durationMs"] = elapsedMs(start);
     if (s.kind != StepKind::ProcessRequest || !always) {
-        if (logs.empty())
+        if (logs.empty()) {
             logs = korahost::takeLogs();
+            if (s.kind != StepKind::SetDevice && s.kind != StepKind::IsEnabled)
+                feed.feed(s.plugin, logs);
+        }
         exif = korahost::takeExifWriters();
         collectCommon(out, logs, exif, false);
     }

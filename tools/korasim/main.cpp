@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "Device.h"
+#include "ExplainCommand.h"
 #include "Png.h"
 #include "Runner.h"
 #include "Scene.h"
@@ -36,6 +37,7 @@ const char* const kUsage =
     "usage:\n"
     "  korasim run SESSION.json [--root DIR] [--report FILE] [--out DIR] [--logcat]\n"
     "  korasim demo [--out DIR] [--root DIR] [--report FILE] [--logcat] [--threads N]\n"
+    "  korasim explain LOG [--json FILE] [--pid N] [--session-out DIR] [--details]\n"
     "  korasim replay FILE --size WxH [--format nv21|nv12] [--zoom Z]\n"
     "                 [--session OVERRIDES.json] [--root DIR] [--report FILE] [--out DIR]\n"
     "                 [--logcat]\n"
@@ -325,6 +327,8 @@ int commandDemo(const Arguments& args) {
 int main(int argc, char** argv) {
     installCrashGuard();
     std::string sessionName;
+    if (argc >= 2 && std::string(argv[1]) == "explain")
+        return explainCommand(argc, argv);
     try {
         const Arguments args = parseArguments(argc, argv);
         if (args.command == "run") {
