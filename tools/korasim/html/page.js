@@ -108,15 +108,16 @@ function viewer(pic) {
   const cut = () => { after.style.clipPath = `inset(0 0 0 ${slider.value}%)`; };
   slider.addEventListener("input", cut);
   cut();
-  const cropSrc = [pic.inputCrop || pic.inputPreview, pic.outputCrop || pic.outputPreview];
-  const crops = cropSrc.map((src) => el("div", {class: "crop", style: `background-image:url("${src}")`}));
+  // At preview scale 1 the preview is the full-resolution picture and serves as the crop.
+  const crops = [["inputCrop", pic.inputCrop || pic.inputPreview], ["outputCrop", pic.outputCrop || pic.outputPreview]]
+    .map(([name, src]) => el("img", {src: src, alt: name, "data-picture": name}));
   const at = el("figcaption", {});
   let pinned = false;
   function show(fx, fy) {
     const side = 320;
     const x = Math.round(Math.min(Math.max(fx - side / 2, cx), cx + Math.max(cw - side, 0)));
     const y = Math.round(Math.min(Math.max(fy - side / 2, cy), cy + Math.max(ch - side, 0)));
-    for (const c of crops) c.style.backgroundPosition = `${-(x - cx)}px ${-(y - cy)}px`;
+    for (const c of crops) Object.assign(c.style, {left: -(x - cx) + "px", top: -(y - cy) + "px"});
     Object.assign(lens.style, {left: pct(x, fw), top: pct(y, fh), width: pct(Math.min(side, cw), fw), height: pct(Math.min(side, ch), fh)});
     at.textContent = `1:1 at (${x}, ${y})` + (pinned ? ", pinned (click to follow the mouse)" : ", click to pin");
   }
@@ -130,8 +131,8 @@ function viewer(pic) {
   return el("div", {class: "viewer"},
     el("figure", {}, frame, el("figcaption", {}, "input | output — ", slider, ` whole frame ${fw}x${fh}, preview 1:${pic.scale}`)),
     el("figure", {}, el("div", {class: "crops"},
-      el("figure", {}, crops[0], el("figcaption", {}, "input 1:1")),
-      el("figure", {}, crops[1], el("figcaption", {}, "output 1:1"))), at));
+      el("figure", {}, el("div", {class: "crop"}, crops[0]), el("figcaption", {}, "input 1:1")),
+      el("figure", {}, el("div", {class: "crop"}, crops[1]), el("figcaption", {}, "output 1:1"))), at));
 }
 
 function processBlock(step, pictures) {
