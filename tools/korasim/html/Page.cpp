@@ -4,7 +4,6 @@
 #include <fstream>
 #include <stdexcept>
 
-#include "DebugRecord.h"
 #include "PageAssets.h"
 
 namespace fs = std::filesystem;
@@ -35,24 +34,6 @@ std::string base64(const std::vector<uint8_t>& bytes) {
 }
 
 namespace {
-
-// The debug record of each step that wrote one, decoded from its first metadata write, unless
-// the report carries it already.
-json withDebugRecords(json report) {
-    if (!report.contains("steps"))
-        return report;
-    for (auto& step : report["steps"]) {
-        if (step.contains("debugRecord") || !step.contains("metadataWrites"))
-            continue;
-        for (const auto& w : step["metadataWrites"]) {
-            if (w.value("tag", "") == "orvane.multiframe.debugData" && w["values"].is_string()) {
-                step["debugRecord"] = decodeDebugRecord(bytesFromHex(w["values"]));
-                break;
-            }
-        }
-    }
-    return report;
-}
 
 // JSON placed inside <script type="application/json">: "</" must not end the element early.
 std::string scriptSafe(const json& data) {
@@ -160,7 +141,7 @@ void writeRunPage(const json& report, const std::vector<StepPictures>& pictures,
             {"inputCrop", picture(p.inputCrop, prefix + "input-crop.png")},
             {"outputCrop", picture(p.outputCrop, prefix + "output-crop.png")}};
     }
-    const json data = {{"kind", "run"}, {"report", withDebugRecords(report)}, {"pictures", images}};
+    const json data = {{"kind", "run"}, {"report", report}, {"pictures", images}};
     writePage(path, "korasim: " + report.value("session", std::string("run")), data);
 }
 

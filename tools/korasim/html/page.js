@@ -84,7 +84,8 @@ function exifBlock(exif) {
 function debugRecordBlock(rec) {
   if (rec.error) return el("p", {class: "bad"}, rec.error);
   return el("div", {class: "debug-record"},
-    kvTable([["camera id", rec.cameraId], ["frame count", rec.frameCount], ["reserved bytes", rec.reservedZero ? "all zero" : "not zero"]]),
+    kvTable([["camera id", rec.cameraId], ["frame count", rec.frameCount], ["reserved bytes", rec.reservedZero ? "all zero" : "not zero"],
+      ["written", `${rec.copies} times, ` + (rec.identical ? "identical" : "NOT identical")]]),
     listTable(rec.frames || [], [["frame", (f) => rec.frames.indexOf(f)], ["sensor mode", (f) => f.sensorMode],
       ["exposure (ns)", (f) => f.exposureNs], ["start of exposure (ns)", (f) => f.startOfExposureNs]]));
 }
