@@ -11,6 +11,8 @@
 #include <gtest/gtest.h>
 
 #include "KorasimRunner.h"
+#include "Yuv.h"
+#include "html/Page.h"
 
 namespace fs = std::filesystem;
 using nlohmann::json;
@@ -109,6 +111,31 @@ std::vector<PageCase> pageCases() {
     };
 }
 
+// Opens the page in Chromium and returns the DOM its script built, after checking that the
+// browser ran it cleanly: no console entries, no error collected by the page, every one of
+// `pictures` pictures decoded.
+std::string renderedDom(const Scratch& scratch, const std::string& page, size_t pictures) {
+    const Browser b = openInChromium(scratch, page, "--dump-dom");
+    EXPECT_EQ(b.exitCode, 0) << "chromium (installed by scripts/install-deps.sh from "
+                                "scripts/test.sh) could not open the page:\n"
+                             << b.log;
+    EXPECT_EQ(count(b.log, "CONSOLE"), 0u) << b.log;
+    EXPECT_EQ(count(b.dom, R"(data-state="ready" data-errors="0")"), 1u) << b.dom.substr(0, 2000);
+    EXPECT_EQ(count(b.dom, "data-picture=\""), pictures);
+    EXPECT_EQ(count(b.dom, "data-pictures=\"" + std::to_string(pictures) + "\""), 1u);
+    return b.dom;
+}
+
+// A picture of the page for people to look at, kept in the build tree.
+void screenshot(const Scratch& scratch, const std::string& page, const std::string& name) {
+    const std::string shots = KORASIM_PAGE_SHOTS;
+    fs::create_directories(shots);
+    const std::string shot = shots + "/" + name + ".png";
+    fs::remove(shot);
+    ASSERT_EQ(openInChromium(scratch, page, "--screenshot=" + shot).exitCode, 0);
+    EXPECT_GT(fs::file_size(shot), 10000u);
+}
+
 class HtmlPage : public ::testing::TestWithParam<PageCase> {};
 
 TEST_P(HtmlPage, RendersInChromiumWithoutErrors) {
@@ -119,30 +146,83 @@ TEST_P(HtmlPage, RendersInChromiumWithoutErrors) {
     ASSERT_EQ(r.exitCode, 0) << r.err;
     ASSERT_TRUE(fs::exists(page));
 
-    const Browser b = openInChromium(scratch, page, "--dump-dom");
-    ASSERT_EQ(b.exitCode, 0) << "chromium (installed by scripts/install-deps.sh from "
-                                "scripts/test.sh) could not open the page:\n"
-                             << b.log;
-    EXPECT_EQ(count(b.log, "CONSOLE"), 0u) << b.log;
-    EXPECT_EQ(count(b.dom, R"(data-state="ready" data-errors="0")"), 1u) << b.dom.substr(0, 2000);
-    EXPECT_EQ(count(b.dom, R"(class="step-row")"), r.report["steps"].size());
-    EXPECT_EQ(count(b.dom, R"(class="step")"), r.report["steps"].size());
-    EXPECT_EQ(count(b.dom, "class=\"log-row"), logLines(r.report));
-    EXPECT_EQ(count(b.dom, "data-picture=\""), c.pictures);
-    EXPECT_EQ(count(b.dom, "data-pictures=\"" + std::to_string(c.pictures) + "\""), 1u);
+    const std::string dom = renderedDom(scratch, page, c.pictures);
+    EXPECT_EQ(count(dom, R"(class="step-row")"), r.report["steps"].size());
+    EXPECT_EQ(count(dom, R"(class="step")"), r.report["steps"].size());
+    EXPECT_EQ(count(dom, "class=\"log-row"), logLines(r.report));
     for (const auto& fragment : c.expected)
-        EXPECT_NE(b.dom.find(fragment), std::string::npos) << "missing: " << fragment;
-
-    // A picture of each page for people to look at, kept in the build tree.
-    const std::string shots = KORASIM_PAGE_SHOTS;
-    fs::create_directories(shots);
-    const std::string shot = shots + "/" + c.name + ".png";
-    fs::remove(shot);
-    ASSERT_EQ(openInChromium(scratch, page, "--screenshot=" + shot).exitCode, 0);
-    EXPECT_GT(fs::file_size(shot), 10000u);
+        EXPECT_NE(dom.find(fragment), std::string::npos) << "missing: " << fragment;
+    screenshot(scratch, page, c.name);
 }
 
 INSTANTIATE_TEST_SUITE_P(Sessions, HtmlPage, ::testing::ValuesIn(pageCases()),
                          [](const auto& param) { return std::string(param.param.name); });
+
+// Pictures too large to embed go beside the page and load from there by relative URL.
+TEST(HtmlPageFiles, PicturesBesideThePageLoad) {
+    Scratch scratch;
+    const Result r = runSession(scratch, json::object());
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    korasim::YuvBuffer in(17, 1280, 960, 1280, 960), out(17, 1280, 960, 1280, 960);
+    korasim::fillPattern(in, "chart", 1);
+    korasim::fillPattern(out, "gradient", 1);
+    const std::string page = scratch.path("page.html");
+    korasim::html::writeRunPage(r.report, {korasim::html::takePictures(3, in, out)}, page, 0);
+    for (const char* name : {"input-preview", "output-preview", "input-crop", "output-crop"})
+        EXPECT_TRUE(fs::exists(page + ".files/step3-" + std::string(name) + ".png")) << name;
+    const std::string dom = renderedDom(scratch, page, 4);
+    EXPECT_NE(dom.find(R"(src="page.html.files/step3-output-crop.png")"), std::string::npos);
+}
+
+// explain's captures: one section each, the checks in order with the deciding one marked.
+TEST(HtmlPageExplain, OneSectionPerCaptureWithTheChecklist) {
+    const json explain = {
+        {"source", "logcat.txt"},
+        {"captures",
+         {{{"time", "11-22 18:43:10.123"},
+           {"pid", 1234},
+           {"object", "#1"},
+           {"enable",
+            {{"answer", "disabled"},
+             {"reason", "memory"},
+             {"text", "free memory 400000 kB < 512000 kB"},
+             {"checks",
+              {{{"name", "anchor frame"},
+                {"value", "absent"},
+                {"limit", "absent"},
+                {"result", "pass"}},
+               {{"name", "free memory"},
+                {"value", "400000 kB"},
+                {"limit", ">= 512000 kB"},
+                {"result", "fail"}},
+               {{"name", "controller flag"},
+                {"value", nullptr},
+                {"limit", "0"},
+                {"result", "not reached"}}}}}},
+           {"process", nullptr},
+           {"unknown", json::array()}},
+          {{"time", "11-22 18:43:11.456"},
+           {"pid", 1234},
+           {"object", "#1"},
+           {"enable", {{"answer", "enabled"}, {"reason", nullptr}, {"checks", json::array()}}},
+           {"process",
+            {{"path", "initFailed"},
+             {"text", "Init failed with code -3"},
+             {"initCode", -3},
+             {"costs", {{"initMs", 1.2}, {"runMs", nullptr}, {"unitMs", nullptr}}},
+             {"algoInput", {{"width", 4000}, {"height", 3000}, {"zoom", 10.0}}}}},
+           {"unknown", {"isEnabled checks: hidden by log gates"}}}}}};
+    Scratch scratch;
+    const std::string page = scratch.path("explain.html");
+    korasim::html::writeExplainPage(explain, page);
+    const std::string dom = renderedDom(scratch, page, 0);
+    EXPECT_EQ(count(dom, R"(class="capture")"), 2u);
+    EXPECT_EQ(count(dom, R"(<li class="check)"), 4u);  // three checks, the second capture's answer
+    EXPECT_EQ(count(dom, R"(class="check deciding" data-result="fail">free memory)"), 1u);
+    EXPECT_NE(dom.find(R"(data-result="not reached">controller flag)"), std::string::npos);
+    EXPECT_NE(dom.find(R"(data-path="initFailed")"), std::string::npos);
+    EXPECT_NE(dom.find("hidden by log gates"), std::string::npos);
+    screenshot(scratch, page, "explain");
+}
 
 }  // namespace
