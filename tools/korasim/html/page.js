@@ -115,7 +115,7 @@ function viewer(pic) {
   const at = el("figcaption", {});
   let pinned = false;
   function show(fx, fy) {
-    const side = 320;
+    const side = 260;
     const x = Math.round(Math.min(Math.max(fx - side / 2, cx), cx + Math.max(cw - side, 0)));
     const y = Math.round(Math.min(Math.max(fy - side / 2, cy), cy + Math.max(ch - side, 0)));
     for (const c of crops) Object.assign(c.style, {left: -(x - cx) + "px", top: -(y - cy) + "px"});
@@ -176,13 +176,14 @@ function header(r) {
 function timeline(steps) {
   const max = Math.max(...steps.map((s) => s.durationMs || 0), 0.001);
   return el("section", {id: "timeline"}, el("h2", {}, "Steps"), el("table", {},
-    el("tr", {}, el("th", {}, "#"), el("th", {}, "step"), el("th", {}, "plugin"), el("th", {}, "duration"), el("th", {}, ""), el("th", {}, "answer or path")),
+    el("tr", {}, el("th", {}, "#"), el("th", {}, "step"), el("th", {}, "plugin"), el("th", {}, "duration"), el("th", {}, "answer or path")),
     steps.map((s) => el("tr", {class: "step-row", "data-step": s.index, "data-do": s.do},
       el("td", {}, el("a", {href: "#step-" + s.index}, s.index)), el("td", {}, s.do), el("td", {}, s.plugin || ""),
-      el("td", {}, bar(s.durationMs, max)), el("td", {class: "mono"}, ms(s.durationMs)), el("td", {}, stepSummary(s))))));
+      el("td", {class: "mono"}, bar(s.durationMs, max), " ", ms(s.durationMs)), el("td", {}, stepSummary(s))))));
 }
 function stepSection(s, pictures) {
-  const body = [el("h2", {}, `[${s.index}] ${s.do} ${s.plugin || ""}`), el("p", {}, stepSummary(s), " — ", ms(s.durationMs))];
+  const body = [el("h2", {}, `[${s.index}] ${s.do} ${s.plugin || ""} `,
+    el("span", {class: "summary"}, stepSummary(s) + (stepSummary(s) ? ", " : "") + ms(s.durationMs)))];
   if (s.do === "isEnabled") body.push(el("h3", {}, "Checks"), checklist(s.decision, s.answer, s.reason));
   if (s.do === "processRequest" && !s.skipped) body.push(...processBlock(s, pictures));
   else if (s.exif && s.exif.length) body.push(el("h3", {}, "EXIF records"), ...exifBlock(s.exif));
@@ -200,6 +201,8 @@ function logTable(r) {
   const tag = el("select", {id: "filter-tag"}, options("tag"));
   const group = el("select", {id: "filter-group"}, options("group"));
   const channel = el("select", {id: "filter-channel"}, options("channel"));
+  // Both channels usually carry the same lines: show the online one (logcat's) first.
+  if (rows.some(([l]) => l.channel === "online")) channel.value = "online";
   const search = el("input", {id: "filter-text", type: "search", placeholder: "text"});
   const count = el("span", {id: "log-count"});
   const trs = rows.map(([l, where]) => el("tr", {class: "log-row log-" + l.level, "data-step": where},
