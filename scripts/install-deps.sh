@@ -4,7 +4,8 @@
 set -euo pipefail
 
 packages=(build-essential cmake g++ libgtest-dev libgmock-dev libbenchmark-dev
-          nlohmann-json3-dev libpng-dev zlib1g-dev pkg-config "$@")
+          nlohmann-json3-dev libpng-dev zlib1g-dev pkg-config libssl-dev
+          libyuv-dev "$@")
 
 missing=()
 for p in "${packages[@]}"; do
