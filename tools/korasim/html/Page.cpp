@@ -1,5 +1,7 @@
 #include "Page.h"
 
+#include <openssl/evp.h>
+
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
@@ -11,25 +13,11 @@ using nlohmann::json;
 
 namespace korasim::html {
 
-// Written here because none of the Debian libraries korasim links offers base64, and the
-// encoder is a dozen lines; the page embeds every picture with it.
 std::string base64(const std::vector<uint8_t>& bytes) {
-    static const char kAlphabet[] =
-        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    std::string out;
-    out.reserve((bytes.size() + 2) / 3 * 4);
-    size_t i = 0;
-    for (; i + 3 <= bytes.size(); i += 3) {
-        const uint32_t v = uint32_t(bytes[i]) << 16 | uint32_t(bytes[i + 1]) << 8 | bytes[i + 2];
-        out += {kAlphabet[v >> 18], kAlphabet[(v >> 12) & 63], kAlphabet[(v >> 6) & 63],
-                kAlphabet[v & 63]};
-    }
-    if (i < bytes.size()) {
-        const bool two = i + 1 < bytes.size();
-        const uint32_t v = uint32_t(bytes[i]) << 16 | (two ? uint32_t(bytes[i + 1]) << 8 : 0);
-        out += {kAlphabet[v >> 18], kAlphabet[(v >> 12) & 63], two ? kAlphabet[(v >> 6) & 63] : '=',
-                '='};
-    }
+    std::string out(4 * ((bytes.size() + 2) / 3) + 1, '\0');
+    const int n = EVP_EncodeBlock(reinterpret_cast<unsigned char*>(out.data()), bytes.data(),
+                                  static_cast<int>(bytes.size()));
+    out.resize(static_cast<size_t>(n));
     return out;
 }
 

@@ -1,5 +1,7 @@
 #include "PageImages.h"
 
+#include <libyuv/convert_argb.h>
+#include <libyuv/scale.h>
 #include <stdlib.h>
 
 #include <algorithm>
@@ -12,23 +14,22 @@ namespace korasim::html {
 
 namespace {
 
-uint8_t clampByte(float v) {
-    return static_cast<uint8_t>(v < 0.0f ? 0.0f : (v > 255.0f ? 255.0f : v + 0.5f));
+// Full-range BT.601 (libyuv's JPEG matrix), as YuvBuffer::toRgb; libyuv's "RAW" is R, G, B in
+// memory order, the order of RgbImage. Both offsets of a region must be even.
+RgbImage semiPlanarToRgb(const uint8_t* y, const uint8_t* uv, int stride, int uvStride, bool vu,
+                         int width, int height) {
+    RgbImage rgb(width, height);
+    const int failed =
+        vu ? libyuv::NV21ToRAWMatrix(y, stride, uv, uvStride, rgb.pixels.data(), width * 3,
+                                     &libyuv::kYuvJPEGConstants, width, height)
+           : libyuv::NV12ToRAWMatrix(y, stride, uv, uvStride, rgb.pixels.data(), width * 3,
+                                     &libyuv::kYuvJPEGConstants, width, height);
+    if (failed != 0)
+        throw std::runtime_error("html page: libyuv cannot convert a picture");
+    return rgb;
 }
 
-void toRgb(float y, float u, float v, uint8_t* p) {
-    p[0] = clampByte(y + 1.402f * v);
-    p[1] = clampByte(y - 0.344136f * u - 0.714136f * v);
-    p[2] = clampByte(y + 1.772f * u);
-}
-
-// Offsets of V and U inside a chroma pair.
-int vOffset(const YuvBuffer& b) {
-    return isVuOrder(b.format()) ? 0 : 1;
-}
-
-// Fast settings for pictures that are written on every run with --html: zlib level 1 costs
-// about a tenth more bytes than level 3 on camera frames and encodes twice as fast.
+// zlib level 1: the pictures are written on every run with --html, so speed comes first.
 constexpr int kPngLevel = 1;
 
 std::vector<uint8_t> encode(const RgbImage& image) {
@@ -42,52 +43,29 @@ std::vector<uint8_t> encode(const RgbImage& image) {
 }  // namespace
 
 RgbImage previewRgb(const YuvBuffer& b, int scale) {
-    const int w = static_cast<int>(b.width()) / scale, h = static_cast<int>(b.height()) / scale;
-    RgbImage out(std::max(w, 1), std::max(h, 1));
-    const int vo = vOffset(b);
-    const int cs = std::max(scale / 2, 1);  // chroma samples per block side
-    for (int oy = 0; oy < out.height; ++oy) {
-        const int y0 = oy * scale;
-        for (int ox = 0; ox < out.width; ++ox) {
-            const int x0 = ox * scale;
-            unsigned luma = 0;
-            for (int dy = 0; dy < scale; ++dy) {
-                const uint8_t* row = b.luma() + size_t(y0 + dy) * b.stride() + x0;
-                for (int dx = 0; dx < scale; ++dx)
-                    luma += row[dx];
-            }
-            int u = 0, v = 0;
-            for (int dy = 0; dy < cs; ++dy) {
-                const uint8_t* row = b.chroma() + size_t(y0 / 2 + dy) * b.stride() + (x0 / 2) * 2;
-                for (int dx = 0; dx < cs; ++dx) {
-                    v += row[dx * 2 + vo];
-                    u += row[dx * 2 + 1 - vo];
-                }
-            }
-            const float n = static_cast<float>(cs * cs);
-            toRgb(static_cast<float>(luma) / float(scale * scale), u / n - 128.0f, v / n - 128.0f,
-                  out.at(ox, oy));
-        }
+    if (scale <= 1)
+        return regionRgb(b, Region{0, 0, int(b.width()), int(b.height())});
+    // The luma and the interleaved chroma are box-filtered separately (the order of U and V
+    // does not matter to the scaler), then converted at the small size.
+    const int w = std::max(int(b.width()) / scale, 1), h = std::max(int(b.height()) / scale, 1);
+    const int uvStride = (w + 1) / 2 * 2;
+    std::vector<uint8_t> y(size_t(w) * h), uv(size_t(uvStride) * ((h + 1) / 2));
+    if (libyuv::NV12Scale(b.luma(), int(b.stride()), b.chroma(), int(b.stride()), int(b.width()),
+                          int(b.height()), y.data(), w, uv.data(), uvStride, w, h,
+                          libyuv::kFilterBox) != 0) {
+        throw std::runtime_error("html page: libyuv cannot scale a preview");
     }
-    return out;
+    return semiPlanarToRgb(y.data(), uv.data(), w, uvStride, isVuOrder(b.format()), w, h);
 }
 
 RgbImage regionRgb(const YuvBuffer& b, const Region& r) {
-    const int x0 = std::clamp(r.x, 0, static_cast<int>(b.width()));
-    const int y0 = std::clamp(r.y, 0, static_cast<int>(b.height()));
-    const int w = std::min(r.width, static_cast<int>(b.width()) - x0);
-    const int h = std::min(r.height, static_cast<int>(b.height()) - y0);
-    RgbImage out(std::max(w, 1), std::max(h, 1));
-    const int vo = vOffset(b);
-    for (int y = 0; y < h; ++y) {
-        const uint8_t* ly = b.luma() + size_t(y0 + y) * b.stride();
-        const uint8_t* cr = b.chroma() + size_t((y0 + y) / 2) * b.stride();
-        for (int x = 0; x < w; ++x) {
-            const int c = ((x0 + x) / 2) * 2;
-            toRgb(ly[x0 + x], cr[c + 1 - vo] - 128.0f, cr[c + vo] - 128.0f, out.at(x, y));
-        }
-    }
-    return out;
+    const int x0 = std::clamp(r.x, 0, int(b.width())) & ~1;
+    const int y0 = std::clamp(r.y, 0, int(b.height())) & ~1;
+    const int w = std::max(std::min(r.width, int(b.width()) - x0), 1);
+    const int h = std::max(std::min(r.height, int(b.height()) - y0), 1);
+    return semiPlanarToRgb(b.luma() + size_t(y0) * b.stride() + x0,
+                           b.chroma() + size_t(y0 / 2) * b.stride() + x0, int(b.stride()),
+                           int(b.stride()), isVuOrder(b.format()), w, h);
 }
 
 Region mostChangedRegion(const YuvBuffer& a, const YuvBuffer& b, int width, int height) {
