@@ -14,7 +14,8 @@ cd "$(dirname "$0")/.."
 jobs=${JOBS:-2}
 stages=${STAGES:-default asan tsan arm64}
 
-extra_packages=()
+# chromium: the korasim page test opens pages in headless Chromium.
+extra_packages=(chromium)
 case " $stages " in
   *" arm64 "*) extra_packages+=(g++-aarch64-linux-gnu libc6-dev-arm64-cross qemu-user) ;;
 esac

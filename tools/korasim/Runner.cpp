@@ -12,6 +12,7 @@
 #include <filesystem>
 
 #include "MetaValues.h"
+#include "ReportHeader.h"
 #include "RunnerImpl.h"
 #include "VoMetadata.h"
 
@@ -83,6 +84,8 @@ void Runner::Impl::load() {
     report["libraryDir"] = options.libDir;
     report["root"] = root->root();
     report["properties"] = session.properties;
+    report["device"] = deviceSummary(session.device);
+    report["logGates"] = logGatesJson(session.log);
     report["steps"] = json::array();
 
     const auto start = std::chrono::steady_clock::now();
@@ -109,6 +112,7 @@ void Runner::Impl::load() {
     }
     const double ms = elapsedMs(start);
     loadJson["ok"] = error.empty();
+    loadJson["soname"] = elfSoname(options.pluginPath);
     if (!error.empty())
         loadJson["error"] = error;
     if (provider != nullptr) {

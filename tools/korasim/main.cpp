@@ -26,6 +26,7 @@
 #include "Scene.h"
 #include "Session.h"
 #include "Yuv.h"
+#include "html/PageRecorder.h"
 
 namespace fs = std::filesystem;
 using nlohmann::json;
@@ -36,11 +37,13 @@ namespace {
 const char* const kUsage =
     "usage:\n"
     "  korasim run SESSION.json [--root DIR] [--report FILE] [--out DIR] [--logcat]\n"
+    "                 [--html FILE]\n"
     "  korasim demo [--out DIR] [--root DIR] [--report FILE] [--logcat] [--threads N]\n"
+    "               [--html FILE | --no-html]\n"
     "  korasim explain LOG [--json FILE] [--pid N] [--session-out DIR] [--details]\n"
     "  korasim replay FILE --size WxH [--format nv21|nv12] [--zoom Z]\n"
     "                 [--session OVERRIDES.json] [--root DIR] [--report FILE] [--out DIR]\n"
-    "                 [--logcat]\n"
+    "                 [--logcat] [--html FILE]\n"
     "common: [--plugin PATH] [--lib-dir DIR] (also $KORASIM_PLUGIN, $KORASIM_LIB_DIR)\n"
     "See docs/korasim.md for the session and report formats.\n";
 
@@ -53,12 +56,13 @@ struct Arguments {
     std::vector<std::string> positional;
     std::map<std::string, std::string> options;
     bool logcat = false;
+    bool noHtml = false;
 };
 
 Arguments parseArguments(int argc, char** argv) {
     static const std::vector<std::string> withValue = {
-        "--root", "--report", "--out",  "--plugin",  "--lib-dir",
-        "--size", "--format", "--zoom", "--session", "--threads"};
+        "--root",   "--report", "--out",     "--plugin",  "--lib-dir", "--size",
+        "--format", "--zoom",   "--session", "--threads", "--html"};
     Arguments args;
     if (argc < 2)
         throw UsageError("missing command");
@@ -67,6 +71,8 @@ Arguments parseArguments(int argc, char** argv) {
         const std::string a = argv[i];
         if (a == "--logcat") {
             args.logcat = true;
+        } else if (a == "--no-html") {
+            args.noHtml = true;
         } else if (std::find(withValue.begin(), withValue.end(), a) != withValue.end()) {
             if (i + 1 >= argc)
                 throw UsageError(a + " needs a value");
@@ -125,11 +131,16 @@ void printSummary(const Runner& runner) {
 
 int runSession(const Session& session, const Arguments& args, const std::string& name) {
     Runner runner(session, runOptions(args, name));
+    html::PageRecorder page(option(args, "--html", ""));
+    runner.setProcessedCallback([&](const ProcessedRequest& r) { page.onProcessed(r); });
     runner.run();
     printSummary(runner);
     const std::string path = reportPath(args);
     writeReport(runner.report(), path);
     printf("report: %s\n", path.c_str());
+    page.write(runner.report());
+    if (page.enabled())
+        printf("page: %s\n", page.path().c_str());
     return 0;
 }
 
@@ -241,6 +252,8 @@ int commandDemo(const Arguments& args) {
     RunOptions options = runOptions(demoArgs, "demo");
     options.writeOutputImages = false;
     Runner runner(session, options);
+    // The demo writes its page beside the report unless told otherwise.
+    html::PageRecorder page(args.noHtml ? "" : option(args, "--html", outDir + "/report.html"));
 
     double inSharpness = 0, outSharpness = 0;
     bool processed = false;
@@ -249,6 +262,7 @@ int commandDemo(const Arguments& args) {
     runner.setProcessedCallback([&](const ProcessedRequest& r) {
         if (r.inputs.empty() || r.outputs.empty())
             return;
+        page.onProcessed(r);
         const YuvBuffer& in = *r.inputs.front();
         const YuvBuffer& out = *r.outputs.front();
         processed = true;
@@ -319,6 +333,9 @@ int commandDemo(const Arguments& args) {
     const std::string path = reportPath(demoArgs);
     writeReport(runner.report(), path);
     printf("report: %s\n", path.c_str());
+    page.write(runner.report());
+    if (page.enabled())
+        printf("page: %s\n", page.path().c_str());
     return 0;
 }
 
