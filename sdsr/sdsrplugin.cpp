@@ -58,15 +58,18 @@ const std::map<int32_t, std::string>& sdsrModelFiles() {
 // ---- Entry and provider ------------------------------------------------------------------
 
 extern "C" __attribute__((visibility("default"))) bool koraconnect(voalgo2::ProviderManager& host) {
-    // The host owns the provider from here on. Nothing may escape into the framework.
+    // The host owns the provider from here on, whatever add answers (a framework may refuse a
+    // name it already holds): the library is connected either way. An allocation failure or an
+    // exception from the host answers false instead of escaping into the framework.
     SdSrPluginProvider* provider = new (std::nothrow) SdSrPluginProvider();
     if (provider == nullptr)
         return false;
     try {
-        return host.add(provider);
+        host.add(provider);
     } catch (...) {
         return false;
     }
+    return true;
 }
 
 unsigned int SdSrPluginProvider::getVersion() const {

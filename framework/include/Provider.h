@@ -8,7 +8,7 @@
 namespace voalgo2 {
 
 class Provider {
-public:
+  public:
     virtual ~Provider();
     virtual unsigned int getVersion() const = 0;
     virtual std::string plumaGetType() const = 0;
@@ -17,20 +17,21 @@ public:
 // Keeps the providers that plugin libraries register through their entry function, and owns
 // them: they are deleted with the manager (or by clear()).
 class ProviderManager {
-public:
+  public:
     ProviderManager() = default;
     ~ProviderManager();
     ProviderManager(const ProviderManager&) = delete;
     ProviderManager& operator=(const ProviderManager&) = delete;
 
-    // Takes ownership. False (and the provider deleted) for a null provider.
+    // Takes ownership. False (and the provider deleted) for a null provider or for a plugin
+    // provider whose name is already registered.
     bool add(Provider* provider);
     const std::vector<Provider*>& providers() const { return m_providers; }
     // Providers whose plumaGetType() equals `type`, in registration order.
     std::vector<Provider*> providersOfType(const std::string& type) const;
     void clear();
 
-private:
+  private:
     std::vector<Provider*> m_providers;
 };
 

@@ -43,8 +43,9 @@ int64_t parseInteger(const char* key, int64_t defaultValue, int64_t min, int64_t
 extern "C" int property_get(const char* key, char* value, const char* default_value) {
     if (value == nullptr)
         return 0;
+    // As on Android, an empty value reads as an unset one: the default is copied (when given).
     std::string text;
-    if (!lookup(key, text))
+    if (!lookup(key, text) || text.empty())
         text = default_value ? default_value : "";
     const size_t length =
         text.size() < PROPERTY_VALUE_MAX - 1 ? text.size() : PROPERTY_VALUE_MAX - 1;

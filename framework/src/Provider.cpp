@@ -13,6 +13,18 @@ ProviderManager::~ProviderManager() {
 bool ProviderManager::add(Provider* provider) {
     if (provider == nullptr)
         return false;
+    // A second plugin provider under a name already registered is refused, and deleted since the
+    // caller handed it over.
+    if (auto* plugin = dynamic_cast<PluginWraperProvider*>(provider)) {
+        const std::string name = plugin->getName();
+        for (Provider* held : m_providers) {
+            auto* heldPlugin = dynamic_cast<PluginWraperProvider*>(held);
+            if (heldPlugin != nullptr && heldPlugin->getName() == name) {
+                delete provider;
+                return false;
+            }
+        }
+    }
     m_providers.push_back(provider);
     return true;
 }

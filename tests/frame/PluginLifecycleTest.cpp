@@ -53,6 +53,18 @@ TEST_F(PluginLifecycleTest, ProviderAnswersNameTypeAndVersion) {
               1u);
 }
 
+TEST_F(PluginLifecycleTest, ConnectSucceedsEvenWhenTheHostRefusesTheProvider) {
+    // The host refuses a second provider under the same name; the library is connected anyway.
+    auto connect = reinterpret_cast<KoraConnectFn>(dlsym(loader.handle(), "koraconnect"));
+    ASSERT_NE(connect, nullptr);
+    voalgo2::ProviderManager host;
+    EXPECT_TRUE(connect(host));
+    EXPECT_TRUE(connect(host));
+    EXPECT_EQ(host.providers().size(), 1u);
+    const LogView logs = LogView::take();
+    EXPECT_TRUE(logs.lines().empty()) << logs.dump();
+}
+
 TEST_F(PluginLifecycleTest, InitializeSucceedsWithAndWithoutVersionFile) {
     struct Row {
         const char* name;

@@ -107,6 +107,14 @@ TEST_F(ProbesTest, FreeRamAddsTheFiveCountersOfMeminfo) {
     const LogView logs = LogView::take();
     EXPECT_TRUE(logs.hasExact('W', "GetFreeRam failed!")) << logs.dump();
     EXPECT_TRUE(logs.hasExact('I', "FreeRam 0.000000 KB")) << logs.dump();
+
+    // A directory opens and its first read fails: a scan that finds nothing, not a failure.
+    ASSERT_EQ(mkdir(tree.path("/proc/meminfo").c_str(), 0700), 0);
+    EXPECT_EQ(plugin.getFreeRam(), 0.0f);
+    const LogView directoryLogs = LogView::take();
+    EXPECT_FALSE(directoryLogs.has("failed open file")) << directoryLogs.dump();
+    EXPECT_FALSE(directoryLogs.has("GetFreeRam failed!")) << directoryLogs.dump();
+    EXPECT_TRUE(directoryLogs.hasExact('I', "FreeRam 0.000000 KB")) << directoryLogs.dump();
 }
 
 TEST_F(ProbesTest, VersionMustStayWhatConstructionRead) {

@@ -11,6 +11,8 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "korahost/SyntheticMeminfo.h"
+
 namespace fs = std::filesystem;
 
 namespace sdsrtest {
@@ -21,31 +23,6 @@ const std::vector<std::string>& modelFileNames() {
         "gan_face.vonn", "sd_encoder.vonn",   "colorfix.vonn",  "det_landmark.vonn",
         "gan_night.vonn", "sd_decoder.vonn", "sd_unet.vonn",   "gan_text.vonn"};
     return names;
-}
-
-std::string syntheticMeminfo(double freeKb) {
-    // Split the total over the five counted lines; the other lines are counted by nobody.
-    const long long total = static_cast<long long>(freeKb);
-    const long long memFree = total / 2;
-    const long long buffers = total / 8;
-    const long long cached = total / 4;
-    const long long swapCached = total / 16;
-    const long long reclaimable = total - memFree - buffers - cached - swapCached;
-    std::ostringstream out;
-    out << "MemTotal:       " << (total * 3 + 1024) << " kB\n"
-        << "MemFree:        " << memFree << " kB\n"
-        << "MemAvailable:   " << (total + 4096) << " kB\n"
-        << "Buffers:        " << buffers << " kB\n"
-        << "Cached:         " << cached << " kB\n"
-        << "SwapCached:     " << swapCached << " kB\n"
-        << "Active:         123456 kB\n"
-        << "Inactive:       234567 kB\n"
-        << "SwapTotal:      0 kB\n"
-        << "SwapFree:       0 kB\n"
-        << "Slab:           65432 kB\n"
-        << "SReclaimable:   4321 kB\n"
-        << "KReclaimable:   " << reclaimable << " kB\n";
-    return out.str();
 }
 
 DeviceTree::DeviceTree() : m_hadPreviousRoot(false) {
@@ -124,7 +101,7 @@ void DeviceTree::writeAllModels() const {
 }
 
 void DeviceTree::writeMeminfo(double freeKb) const {
-    write("/proc/meminfo", syntheticMeminfo(freeKb));
+    write("/proc/meminfo", korahost::syntheticMeminfo(freeKb));
 }
 
 void DeviceTree::installAlgorithm(const std::string& hostLibrary) const {

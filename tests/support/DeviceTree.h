@@ -10,10 +10,6 @@ namespace sdsrtest {
 // The twelve model files the plugin requires, in the plugin's table order.
 const std::vector<std::string>& modelFileNames();
 
-// A /proc/meminfo in the kernel's format whose MemFree + Buffers + Cached + SwapCached +
-// KReclaimable equals `freeKb`.
-std::string syntheticMeminfo(double freeKb);
-
 class DeviceTree {
 public:
     // Creates an empty tree and points KORA_DEVICE_ROOT at it.

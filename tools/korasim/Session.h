@@ -140,8 +140,6 @@ struct Session {
 
 // The model file names of the device, in the plugin's table order.
 const std::vector<std::string>& modelFileNames();
-// A /proc/meminfo whose counted lines add up to `freeKb`.
-std::string syntheticMeminfo(double freeKb);
 
 // Parses a session document. `baseDir` resolves relative image file paths. Throws SessionError.
 Session parseSession(const nlohmann::json& document, const std::string& baseDir);
