@@ -7,7 +7,8 @@ set -euo pipefail
 
 packages=(
   build-essential cmake            # the plugin, the host framework, the substitute libraries
-  nlohmann-json3-dev libpng-dev    # korasim: session and report JSON, PNG pictures
+  nlohmann-json3-dev libpng-dev    # korasim: session and report JSON, PNG pictures,
+  libssl-dev libyuv-dev            #   buffer hashes (libcrypto), YUV conversion and scaling
   libgtest-dev                     # tests (also brings GoogleTest's sources for cross builds)
   libbenchmark-dev                 # benchmarks and their smoke test
   "$@")

@@ -1,5 +1,8 @@
 #include "Yuv.h"
 
+#include <libyuv/convert_argb.h>
+#include <libyuv/scale_rgb.h>
+#include <openssl/evp.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -7,9 +10,10 @@
 #include <cmath>
 #include <fstream>
 #include <iterator>
+#include <memory>
+#include <stdexcept>
 
 #include "Scene.h"
-#include "Sha256.h"
 
 namespace korasim {
 
@@ -47,14 +51,25 @@ std::vector<uint8_t> YuvBuffer::visibleBytes() const {
     return out;
 }
 
+// SHA-256 through OpenSSL's EVP interface, over the visible bytes row by row.
 std::string YuvBuffer::sha256() const {
-    Sha256 sha;
-    for (uint32_t y = 0; y < m_height; ++y)
-        sha.update(luma() + size_t(y) * m_stride, m_width);
-    for (uint32_t y = 0; y < chromaRows(); ++y) {
-        sha.update(chroma() + size_t(y) * m_stride, chromaRowBytes());
+    std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> ctx(EVP_MD_CTX_new(), EVP_MD_CTX_free);
+    bool ok = ctx != nullptr && EVP_DigestInit_ex(ctx.get(), EVP_sha256(), nullptr) == 1;
+    for (uint32_t y = 0; ok && y < m_height; ++y)
+        ok = EVP_DigestUpdate(ctx.get(), luma() + size_t(y) * m_stride, m_width) == 1;
+    for (uint32_t y = 0; ok && y < chromaRows(); ++y)
+        ok = EVP_DigestUpdate(ctx.get(), chroma() + size_t(y) * m_stride, chromaRowBytes()) == 1;
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    unsigned int size = 0;
+    if (!ok || EVP_DigestFinal_ex(ctx.get(), digest, &size) != 1)
+        throw std::runtime_error("korasim: SHA-256 of a buffer failed in libcrypto");
+    static const char* digits = "0123456789abcdef";
+    std::string hex;
+    for (unsigned int i = 0; i < size; ++i) {
+        hex += digits[digest[i] >> 4];
+        hex += digits[digest[i] & 0xF];
     }
-    return sha.hexDigest();
+    return hex;
 }
 
 bool YuvBuffer::sameVisible(const YuvBuffer& other) const {
@@ -136,23 +151,33 @@ void YuvBuffer::fillFromRgb(const RgbImage& rgb) {
     }
 }
 
+// Full-range BT.601 (libyuv's JPEG matrix), the inverse of fillFromRgb. libyuv's "RAW" is
+// R, G, B in memory order, the order of RgbImage.
 RgbImage YuvBuffer::toRgb() const {
     RgbImage rgb(static_cast<int>(m_width), static_cast<int>(m_height));
-    const int vFirst = isVuOrder(m_format) ? 0 : 1;
-    for (uint32_t y = 0; y < m_height; ++y) {
-        const uint8_t* ly = luma() + size_t(y) * m_stride;
-        const uint8_t* cr = chroma() + size_t(y / 2) * m_stride;
-        for (uint32_t x = 0; x < m_width; ++x) {
-            const float yy = ly[x];
-            const float v = cr[(x / 2) * 2 + vFirst] - 128.0f;
-            const float u = cr[(x / 2) * 2 + 1 - vFirst] - 128.0f;
-            uint8_t* p = rgb.at(static_cast<int>(x), static_cast<int>(y));
-            p[0] = clampByte(yy + 1.402f * v);
-            p[1] = clampByte(yy - 0.344136f * u - 0.714136f * v);
-            p[2] = clampByte(yy + 1.772f * u);
-        }
-    }
+    const int stride = static_cast<int>(m_stride);
+    const int w = static_cast<int>(m_width), h = static_cast<int>(m_height);
+    const int ok =
+        isVuOrder(m_format)
+            ? libyuv::NV21ToRAWMatrix(luma(), stride, chroma(), stride, rgb.pixels.data(), w * 3,
+                                      &libyuv::kYuvJPEGConstants, w, h)
+            : libyuv::NV12ToRAWMatrix(luma(), stride, chroma(), stride, rgb.pixels.data(), w * 3,
+                                      &libyuv::kYuvJPEGConstants, w, h);
+    if (ok != 0)
+        throw std::runtime_error("korasim: libyuv cannot convert a " + std::to_string(w) + "x" +
+                                 std::to_string(h) + " buffer to RGB");
     return rgb;
+}
+
+RgbImage shrink(const RgbImage& in, int factor) {
+    RgbImage out(in.width / factor, in.height / factor);
+    if (out.width == 0 || out.height == 0)
+        return out;
+    if (libyuv::RGBScale(in.pixels.data(), in.width * 3, in.width, in.height, out.pixels.data(),
+                         out.width * 3, out.width, out.height, libyuv::kFilterBox) != 0) {
+        throw std::runtime_error("korasim: libyuv cannot scale a preview");
+    }
+    return out;
 }
 
 ImageParams YuvBuffer::params() {

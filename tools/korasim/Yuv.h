@@ -67,6 +67,9 @@ void fillPattern(YuvBuffer& buffer, const std::string& name, uint32_t seed);
 // semi-planar bytes in the dump layout. False with a reason otherwise.
 bool loadImageFile(YuvBuffer& buffer, const std::string& path, std::string* error);
 
+// Area-averaging downscale of a whole RGB image by an integer factor (libyuv's box filter).
+RgbImage shrink(const RgbImage& in, int factor);
+
 // Mean Sobel gradient magnitude of the luma plane, in levels per pixel: the sharpness figure.
 double lumaSharpness(const YuvBuffer& buffer);
 // Mean absolute luma difference of two buffers of equal size.

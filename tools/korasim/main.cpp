@@ -196,26 +196,6 @@ int commandReplay(const Arguments& args) {
 
 // ---- demo -------------------------------------------------------------------------------
 
-// Area-averaging downscale of a whole RGB image by an integer factor.
-RgbImage shrink(const RgbImage& in, int factor) {
-    RgbImage out(in.width / factor, in.height / factor);
-    for (int y = 0; y < out.height; ++y) {
-        for (int x = 0; x < out.width; ++x) {
-            int sum[3] = {0, 0, 0};
-            for (int dy = 0; dy < factor; ++dy) {
-                for (int dx = 0; dx < factor; ++dx) {
-                    const uint8_t* p = in.at(x * factor + dx, y * factor + dy);
-                    for (int c = 0; c < 3; ++c)
-                        sum[c] += p[c];
-                }
-            }
-            for (int c = 0; c < 3; ++c)
-                out.at(x, y)[c] = static_cast<uint8_t>(sum[c] / (factor * factor));
-        }
-    }
-    return out;
-}
-
 void paste(RgbImage& canvas, const RgbImage& image, int left, int top, int x0 = 0, int y0 = 0,
            int w = -1, int h = -1) {
     if (w < 0)
