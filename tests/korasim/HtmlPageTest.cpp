@@ -85,7 +85,7 @@ std::vector<PageCase> pageCases() {
     return {
         {"refusal",
          {{"device", {{"meminfo", 100000}}}},
-         {R"(data-result="fail")", "memoryOrController", "skipped"},
+         {R"(data-result="fail")", "free memory", "skipped"},
          0},
         {"processed",
          {{"device", {{"algorithm", {{"library", "reference"}}}}},
