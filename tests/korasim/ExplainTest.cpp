@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 
 #include "KorasimRunner.h"
 
@@ -224,6 +225,12 @@ TEST(KorasimExplain, FieldReportWithNoiseWrapTwoObjectsAndHiddenDebugLines) {
     const std::string log = std::string(KORASIM_FIXTURES) + "/field-report.log";
     const Result r = runKorasim(scratch, {"explain", log, "--json", scratch.path("e.json")});
     ASSERT_EQ(r.exitCode, 0) << r.err;
+    // The page carries the same captures as the JSON (the browser test checks how it renders).
+    ASSERT_EQ(runKorasim(scratch, {"explain", log, "--html", scratch.path("e.html")}).exitCode, 0);
+    std::ifstream page(scratch.path("e.html"));
+    const std::string html((std::istreambuf_iterator<char>(page)),
+                           std::istreambuf_iterator<char>());
+    EXPECT_NE(html.find("version file \\\"1.0.0.7\\\" != \\\"1.0.0.0\\\""), std::string::npos);
     // One line per capture, in order: time, pid, object, answer or path, reason with values.
     const std::vector<std::string> lines = {
         "18:43:10.123  pid 1234  #1  enabled, processed (processed: NV21 4000x3000, init 85.31 ms",

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <string>
 
+#include "html/Page.h"
 #include "logread/PluginLog.h"
 #include "logread/SessionOut.h"
 
@@ -16,10 +17,11 @@ namespace korasim {
 namespace {
 
 const char* const kUsage =
-    "usage: korasim explain LOG [--json FILE] [--pid N] [--session-out DIR] [--details]\n";
+    "usage: korasim explain LOG [--json FILE] [--pid N] [--session-out DIR] [--details]\n"
+    "                       [--html FILE]\n";
 
 struct Options {
-    std::string log, jsonFile, sessionDir;
+    std::string log, jsonFile, sessionDir, htmlFile;
     int pid = 0;
     bool details = false;
 };
@@ -38,6 +40,9 @@ bool parse(int argc, char** argv, Options& o, std::string& error) {
         std::string pid;
         if (a == "--json") {
             if (!value(o.jsonFile))
+                return false;
+        } else if (a == "--html") {
+            if (!value(o.htmlFile))
                 return false;
         } else if (a == "--session-out") {
             if (!value(o.sessionDir))
@@ -134,7 +139,7 @@ int explainCommand(int argc, char** argv) {
             continue;
         shown.push_back(&c);
         // The JSON of thousands of captures is built only when someone reads it.
-        if (!o.jsonFile.empty() || o.details)
+        if (!o.jsonFile.empty() || !o.htmlFile.empty() || o.details)
             captures.push_back(logread::toJson(c));
     }
     const json document = {{"log", o.log},
@@ -167,6 +172,16 @@ int explainCommand(int argc, char** argv) {
     if (!o.jsonFile.empty() && !writeFile(o.jsonFile, document.dump(2) + "\n")) {
         fprintf(stderr, "korasim explain: cannot write %s\n", o.jsonFile.c_str());
         return 1;
+    }
+    if (!o.htmlFile.empty()) {
+        // The same document as --json, shown as one page with a section per capture.
+        try {
+            html::writeExplainPage(document, o.htmlFile);
+        } catch (const std::exception& e) {
+            fprintf(stderr, "korasim explain: cannot write %s: %s\n", o.htmlFile.c_str(), e.what());
+            return 1;
+        }
+        printf("page: %s\n", o.htmlFile.c_str());
     }
     if (!o.sessionDir.empty()) {
         for (size_t i = 0; i < shown.size(); ++i) {

@@ -40,7 +40,7 @@ const char* const kUsage =
     "                 [--html FILE]\n"
     "  korasim demo [--out DIR] [--root DIR] [--report FILE] [--logcat] [--threads N]\n"
     "               [--html FILE | --no-html]\n"
-    "  korasim explain LOG [--json FILE] [--pid N] [--session-out DIR] [--details]\n"
+    "  korasim explain LOG [--json FILE] [--pid N] [--session-out DIR] [--details] [--html FILE]\n"
     "  korasim replay FILE --size WxH [--format nv21|nv12] [--zoom Z]\n"
     "                 [--session OVERRIDES.json] [--root DIR] [--report FILE] [--out DIR]\n"
     "                 [--logcat] [--html FILE]\n"
