@@ -15,23 +15,15 @@ shift || true
 scripts/install-deps.sh clang-14 libclang-rt-14-dev
 
 build=build/fuzz
-runtime_dir=$(clang-14 -print-runtime-dir)
-# The plugin links with --no-undefined, so the sanitizer runtime is linked as a shared library
-# into every module and found through the rpath.
-sanitize="-fsanitize=address,undefined -fno-sanitize-recover=all -shared-libsan"
-cmake -S . -B "$build" \
-  -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER=clang++-14 \
-  -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSDSR_BUILD_FUZZ=ON \
-  -DCMAKE_C_FLAGS="$sanitize -fsanitize=fuzzer-no-link -fno-omit-frame-pointer" \
-  -DCMAKE_CXX_FLAGS="$sanitize -fsanitize=fuzzer-no-link -fno-omit-frame-pointer" \
-  -DCMAKE_EXE_LINKER_FLAGS="$sanitize -Wl,-rpath,$runtime_dir" \
-  -DCMAKE_SHARED_LINKER_FLAGS="$sanitize -Wl,-rpath,$runtime_dir" >/dev/null
+# The fuzz preset: clang-14, libFuzzer, ASan + UBSan, the sanitizer runtime linked as a shared
+# library (the plugin links with --no-undefined) and found through the build rpath.
+cmake --preset fuzz >/dev/null
 
 targets=("$@")
 if [ ${#targets[@]} -eq 0 ]; then
   for dir in tests/fuzz/corpus/*/; do targets+=("$(basename "$dir")"); done
 fi
-cmake --build "$build" -j"${JOBS:-2}" --target $(printf 'fuzz_%s ' "${targets[@]}")
+cmake --build --preset fuzz -j"${JOBS:-2}" --target $(printf 'fuzz_%s ' "${targets[@]}")
 
 # clang-14 puts libstdc++ before the shared sanitizer runtime when it links libFuzzer; the
 # runtime still initialises first (preinit), so its link-order check is switched off.

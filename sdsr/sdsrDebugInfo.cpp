@@ -36,6 +36,29 @@ bool hasContent(const std::shared_ptr<VoMetadata>& meta) {
     return meta != nullptr && !meta->isEmpty();
 }
 
+// Fills frame slot `slot` from one metadata container: exposure time and start of exposure, and
+// the sensor mode only when asked (logical metadata does not carry it).
+void recordFrame(uint8_t* record, const std::shared_ptr<VoMetadata>& meta, unsigned slot,
+                 bool withSensorMode) {
+    long exposure = 0;
+    voalgo2::readMeta<long>(meta, static_cast<unsigned int>(ANDROID_SENSOR_EXPOSURE_TIME),
+                            "ANDROID_SENSOR_EXPOSURE_TIME", exposure);
+    putAt<int64_t>(record, kExposureOffset + 8u * slot, exposure);
+    DEBUG_INFO_LOGI("[ImageExifMoveInfo] exposure time is %ld", exposure);
+
+    if (withSensorMode) {
+        int sensorMode = 0;
+        voalgo2::readMeta<int>(meta, kSensorModeTag, kSensorModeTag, sensorMode);
+        putAt<int32_t>(record, kSensorModeOffset + 4u * slot, sensorMode);
+        DEBUG_INFO_LOGI("[ImageExifMoveInfo] sensormode is %d", sensorMode);
+    }
+
+    long timestamp = 0;
+    voalgo2::readMeta<long>(meta, kStartOfExposureTag, kStartOfExposureTag, timestamp);
+    putAt<int64_t>(record, kTimestampOffset + 8u * slot, timestamp);
+    DEBUG_INFO_LOGI("[ImageExifMoveInfo] timestamp time is %ld", timestamp);
+}
+
 }  // namespace
 
 int SdSrPlugin::multiframeAlgoSetDebugInfo(ProcessRequestInfo* request) {
@@ -60,45 +83,18 @@ int SdSrPlugin::multiframeAlgoSetDebugInfo(ProcessRequestInfo* request) {
                 overflowReported = true;
             }
             if (hasContent(image.physicalMetadata)) {
-                if (hasSlot) {
-                    long exposure = 0;
-                    voalgo2::readMeta<long>(image.physicalMetadata,
-                                            static_cast<unsigned int>(ANDROID_SENSOR_EXPOSURE_TIME),
-                                            "ANDROID_SENSOR_EXPOSURE_TIME", exposure);
-                    putAt<int64_t>(record, kExposureOffset + 8u * slot, exposure);
-                    DEBUG_INFO_LOGI("[ImageExifMoveInfo] exposure time is %ld", exposure);
-
-                    int sensorMode = 0;
-                    voalgo2::readMeta<int>(image.physicalMetadata, kSensorModeTag, kSensorModeTag,
-                                           sensorMode);
-                    putAt<int32_t>(record, kSensorModeOffset + 4u * slot, sensorMode);
-                    DEBUG_INFO_LOGI("[ImageExifMoveInfo] sensormode is %d", sensorMode);
-
-                    long timestamp = 0;
-                    voalgo2::readMeta<long>(image.physicalMetadata, kStartOfExposureTag,
-                                            kStartOfExposureTag, timestamp);
-                    putAt<int64_t>(record, kTimestampOffset + 8u * slot, timestamp);
-                    DEBUG_INFO_LOGI("[ImageExifMoveInfo] timestamp time is %ld", timestamp);
-                }
-                // The camera id is not a per-frame slot: the last frame that carries it wins.
+                if (hasSlot)
+                    recordFrame(record, image.physicalMetadata, slot, true);
+                // Every frame with physical metadata overwrites the camera id, with 0 when it
+                // lacks the tag, frames past the slots included: the last such frame decides.
+                // The byte keeps the low 8 bits of the id.
                 int cameraId = 0;
                 voalgo2::readMeta<int>(image.physicalMetadata, kPhysCameraIdTag, kPhysCameraIdTag,
                                        cameraId);
                 record[kCameraIdOffset] = static_cast<uint8_t>(cameraId);
                 DEBUG_INFO_LOGI("[ImageExifMoveInfo] curCameraId is %d", cameraId);
             } else if (hasContent(image.metadata) && hasSlot) {
-                long exposure = 0;
-                voalgo2::readMeta<long>(image.metadata,
-                                        static_cast<unsigned int>(ANDROID_SENSOR_EXPOSURE_TIME),
-                                        "ANDROID_SENSOR_EXPOSURE_TIME", exposure);
-                putAt<int64_t>(record, kExposureOffset + 8u * slot, exposure);
-                DEBUG_INFO_LOGI("[ImageExifMoveInfo] exposure time is %ld", exposure);
-
-                long timestamp = 0;
-                voalgo2::readMeta<long>(image.metadata, kStartOfExposureTag, kStartOfExposureTag,
-                                        timestamp);
-                putAt<int64_t>(record, kTimestampOffset + 8u * slot, timestamp);
-                DEBUG_INFO_LOGI("[ImageExifMoveInfo] timestamp time is %ld", timestamp);
+                recordFrame(record, image.metadata, slot, false);
             }
             ++frameCounter;
             ++visited;

@@ -1,7 +1,6 @@
-// Request processing of the SDSR plugin: binding of the algorithm library and processRequest,
-// which runs Init, Run and Unit of the library over one capture or copies the input to the
-// output whenever the pass must not run or fails.
-#include <dlfcn.h>
+// Request processing of the SDSR plugin: processRequest, which runs Init, Run and Unit of the
+// library over one capture or copies the input to the output whenever the pass must not run or
+// fails.
 #include <string.h>
 #include <sys/time.h>
 
@@ -19,8 +18,6 @@
 
 namespace {
 
-// Relative on purpose: the dynamic linker resolves it by its own search rules on the device.
-const char* const kAlgoLibraryPath = "odm/lib64/libvoalgo_sdsr.so";
 const char* const kModelDirectory = "/data/vendor/camera/";
 const char* const kCompressedModelDirectory = "/vendor/etc/camera/";
 const char* const kImageNameTag = "orvane.snapshot.imageName";
@@ -34,10 +31,6 @@ const int32_t kSmartAEAlgoType5 = 5;
 const int32_t kSmartAEAlgoType8 = 8;
 const int32_t kSmartAESensorMode0 = 0;
 const int32_t kSmartAESensorMode15 = 15;
-
-// Serialises binding between requests that arrive together on different threads; once bound,
-// binding only reads the members it would write.
-std::mutex gBindMutex;
 
 // Formats `value` with std::to_string and keeps at most `decimals` characters after the '.'
 // (the printed text is cut, not rounded).
@@ -130,50 +123,46 @@ bool buffersFitLibrary(const voalgo2::VoImageBuffer& input, const voalgo2::VoIma
     return true;
 }
 
+// Converts one image into the library's buffer record. The record holds three planes; a count
+// above that is cut to three so the conversion never runs past its arrays.
+void convertBounded(PluginWraper& plugin, const ImageParams& image,
+                    voalgo2::VoImageBuffer& buffer) {
+    if (image.planeCount <= VO_MAX_PLANES) {
+        plugin.convertImageParams(image, buffer);
+        return;
+    }
+    ImageParams bounded = image;
+    bounded.planeCount = VO_MAX_PLANES;
+    plugin.convertImageParams(bounded, buffer);
+}
+
+// The library instance of one request between a successful Init and Unit. When an exception
+// leaves the request in between (an allocation failure while building a string), its destructor
+// still calls Unit, so the instance does not outlive the request; paths that end without Unit on
+// purpose (Run failed) release() it first.
+class AlgoInstance {
+  public:
+    explicit AlgoInstance(VoalgoAi_DIPS_Unit_Fn unitFn) : m_unitFn(unitFn) {}
+    AlgoInstance(const AlgoInstance&) = delete;
+    AlgoInstance& operator=(const AlgoInstance&) = delete;
+    ~AlgoInstance() {
+        if (m_handle != nullptr)
+            m_unitFn(&m_handle);
+    }
+    void** handleAddress() { return &m_handle; }
+    void release() { m_handle = nullptr; }
+    int32_t unit() {
+        const int32_t result = m_unitFn(&m_handle);
+        m_handle = nullptr;
+        return result;
+    }
+
+  private:
+    VoalgoAi_DIPS_Unit_Fn m_unitFn;
+    void* m_handle = nullptr;
+};
+
 }  // namespace
-
-void SdSrPlugin::bindAlgoLibrary() {
-    std::lock_guard<std::mutex> bindLock(gBindMutex);
-    if (m_sdsrAlgoHandle == nullptr) {
-        m_sdsrAlgoHandle = dlopen(voalgo2::devicePath(kAlgoLibraryPath).c_str(), RTLD_LAZY);
-        SDSR_LOGI("dlopen sdsr %p", m_sdsrAlgoHandle);
-        if (m_sdsrAlgoHandle == nullptr) {
-            // No dlclose(nullptr) here: some C libraries dereference the handle.
-            const char* why = dlerror();
-            SDSR_LOGD("sdsr dlerror() %s", why != nullptr ? why : "(null)");
-        }
-    }
-
-    // Resolved on every request. A null handle must not reach dlsym, where it would mean the
-    // global scope of the process.
-    VoalgoAi_DIPS_GetVersion_Fn getVersionFn = nullptr;
-    VoalgoAi_DIPS_Init_Fn initFn = nullptr;
-    VoalgoAi_DIPS_Run_Fn runFn = nullptr;
-    VoalgoAi_DIPS_Unit_Fn unitFn = nullptr;
-    if (m_sdsrAlgoHandle != nullptr) {
-        getVersionFn = reinterpret_cast<VoalgoAi_DIPS_GetVersion_Fn>(
-            dlsym(m_sdsrAlgoHandle, "VoalgoAi_DIPS_GetVersion"));
-        initFn =
-            reinterpret_cast<VoalgoAi_DIPS_Init_Fn>(dlsym(m_sdsrAlgoHandle, "VoalgoAi_DIPS_Init"));
-        runFn =
-            reinterpret_cast<VoalgoAi_DIPS_Run_Fn>(dlsym(m_sdsrAlgoHandle, "VoalgoAi_DIPS_Run"));
-        unitFn =
-            reinterpret_cast<VoalgoAi_DIPS_Unit_Fn>(dlsym(m_sdsrAlgoHandle, "VoalgoAi_DIPS_Unit"));
-    }
-    if (m_getVersionFn != getVersionFn)
-        m_getVersionFn = getVersionFn;
-    if (m_initFn != initFn)
-        m_initFn = initFn;
-    if (m_runFn != runFn)
-        m_runFn = runFn;
-    if (m_unitFn != unitFn)
-        m_unitFn = unitFn;
-}
-
-bool SdSrPlugin::algoEntryPointsResolved() const {
-    return m_sdsrAlgoHandle != nullptr && m_getVersionFn != nullptr && m_initFn != nullptr &&
-           m_runFn != nullptr && m_unitFn != nullptr;
-}
 
 void SdSrPlugin::fillDataFromSmartAE(std::shared_ptr<VoMetadata> meta,
                                      VoalgoAi_DIPS_InitParams& params) {
@@ -219,6 +208,9 @@ int SdSrPlugin::processRequest(ProcessRequestInfo* request) {
         SDSR_LOGE("request is null, nothing to process");
         return 0;
     }
+    // Set once the output holds its final image (a copy of the input or the algorithm's
+    // result); an exception before that still gives the capture a copy of the input.
+    bool outputFinal = false;
     try {
         // The framework expects CPU read/write access on every output buffer, on every path.
         for (auto& port : request->outputBuffers) {
@@ -261,18 +253,12 @@ int SdSrPlugin::processRequest(ProcessRequestInfo* request) {
         voalgo2::VoImageBuffer outputBuffer{};
         for (auto conversion : {std::make_pair(inputImage, &inputBuffer),
                                 std::make_pair(outputImage, &outputBuffer)}) {
-            const ImageParams& image = *conversion.first;
-            if (image.planeCount <= VO_MAX_PLANES) {
-                convertImageParams(image, *conversion.second);
-                continue;
+            if (conversion.first->planeCount > VO_MAX_PLANES) {
+                SDSR_LOGW("%s buffer has %u planes, only %u are used",
+                          conversion.first == inputImage ? "input" : "output",
+                          conversion.first->planeCount, VO_MAX_PLANES);
             }
-            // The descriptor holds three planes; more would run past its arrays.
-            SDSR_LOGW("%s buffer has %u planes, only %u are used",
-                      conversion.first == inputImage ? "input" : "output", image.planeCount,
-                      VO_MAX_PLANES);
-            ImageParams bounded = image;
-            bounded.planeCount = VO_MAX_PLANES;
-            convertImageParams(bounded, *conversion.second);
+            convertBounded(*this, *conversion.first, *conversion.second);
         }
 
         const bool formatSupported = inputBuffer.format == VO_FORMAT_YCrCb_420_SP ||
@@ -280,6 +266,7 @@ int SdSrPlugin::processRequest(ProcessRequestInfo* request) {
         SDSR_LOGI("format:%d sdsr dump:%d, bypass:%d", inputBuffer.format, SdSrDump, SdSrBypass);
         if (SdSrBypass != 0 || !formatSupported) {
             copyInputToOutput(inputBuffer, outputBuffer);
+            outputFinal = true;
             SDSR_LOGE("skip sdsr!  Going voCopyBuffer. checkformat = %d SdSrBypass = %d",
                       formatSupported ? 1 : 0, SdSrBypass);
             return 0;
@@ -288,6 +275,7 @@ int SdSrPlugin::processRequest(ProcessRequestInfo* request) {
         // A device image without a usable library must still deliver the capture.
         if (!algoEntryPointsResolved()) {
             copyInputToOutput(inputBuffer, outputBuffer);
+            outputFinal = true;
             SDSR_LOGE(
                 "sdsr library unusable (handle %p, GetVersion %p, Init %p, Run %p, Unit %p), skip "
                 "sdsr!  Going voCopyBuffer.",
@@ -300,6 +288,7 @@ int SdSrPlugin::processRequest(ProcessRequestInfo* request) {
         // Buffers the library cannot safely work on (it would write past the output) are copied.
         if (!buffersFitLibrary(inputBuffer, outputBuffer)) {
             copyInputToOutput(inputBuffer, outputBuffer);
+            outputFinal = true;
             SDSR_LOGE(
                 "sdsr buffers unusable (input %ux%u stride %u planes %u, output %ux%u stride %u "
                 "planes %u), skip sdsr!  Going voCopyBuffer.",
@@ -317,6 +306,7 @@ int SdSrPlugin::processRequest(ProcessRequestInfo* request) {
         SDSR_LOGI("sdsr_version:%s", versionText.c_str());
         if (versionText != m_sdsrVersion) {
             copyInputToOutput(inputBuffer, outputBuffer);
+            outputFinal = true;
             SDSR_LOGE("sdsr version is different, skip sdsr!  Going voCopyBuffer.");
             return 0;
         }
@@ -385,17 +375,19 @@ int SdSrPlugin::processRequest(ProcessRequestInfo* request) {
                 exif.update<int>("procTime", procTime);
         };
 
-        void* algoHandle = nullptr;
+        AlgoInstance algoInstance(m_unitFn);
         double start = nowMs();
-        const int32_t initResult = m_initFn(&algoHandle, &initParams);
+        const int32_t initResult = m_initFn(algoInstance.handleAddress(), &initParams);
         CameraDFX::ReportToDFX(static_cast<DFXErrorCode>(initResult), kDfxModuleCaptureAlgo);
         const double initCost = nowMs() - start;
         if (initResult != 0) {
+            algoInstance.release();
             exif.update<std::string>("initFailed", std::to_string(initResult));
             exif.update<std::string>("instance", m_nodeInstance);
             addProcessingTime();
             exif.commit();
             copyInputToOutput(inputBuffer, outputBuffer);
+            outputFinal = true;
             SDSR_LOGI("sdsr - DIPS init failed: %d", initResult);
             return 0;
         }
@@ -416,12 +408,15 @@ int SdSrPlugin::processRequest(ProcessRequestInfo* request) {
         runParams.outputFd[1] = outputBuffer.planeFd[1];
         runParams.imageName = imageName.c_str();
         start = nowMs();
-        const int32_t runResult = m_runFn(&algoHandle, &runParams);
+        const int32_t runResult = m_runFn(algoInstance.handleAddress(), &runParams);
         CameraDFX::ReportToDFX(static_cast<DFXErrorCode>(runResult), kDfxModuleCaptureAlgo);
         const double runCost = nowMs() - start;
         SDSR_LOGI("sdsr run cost = %lf - ret = %d", runCost, runResult);
         if (runResult != 0) {
+            // Unit is not called after a failed Run: the library ends the instance itself.
+            algoInstance.release();
             copyInputToOutput(inputBuffer, outputBuffer);
+            outputFinal = true;
             exif.update<std::string>("runFailed", std::to_string(runResult));
             SDSR_LOGI("sdsr - run failed: %d", runResult);
             exif.update<std::string>("instance", m_nodeInstance);
@@ -430,6 +425,7 @@ int SdSrPlugin::processRequest(ProcessRequestInfo* request) {
             return 0;
         }
 
+        outputFinal = true;
         exif.update<std::string>("run cost", toStr<double>(runCost, 2));
         exif.update<std::string>("instance", m_nodeInstance);
         addProcessingTime();
@@ -438,7 +434,7 @@ int SdSrPlugin::processRequest(ProcessRequestInfo* request) {
             dumpBuffer(outputBuffer, zoomRatio, "output");
 
         start = nowMs();
-        const int32_t unitResult = m_unitFn(&algoHandle);
+        const int32_t unitResult = algoInstance.unit();
         CameraDFX::ReportToDFX(static_cast<DFXErrorCode>(unitResult), kDfxModuleCaptureAlgo);
         SDSR_LOGI("sdsr - Unit cost = %lf - ret = %d", nowMs() - start, unitResult);
 
@@ -452,6 +448,19 @@ int SdSrPlugin::processRequest(ProcessRequestInfo* request) {
         SDSR_LOGE("request aborted: %s", e.what());
     } catch (...) {
         SDSR_LOGE("request aborted by an unknown exception");
+    }
+    // The mutex and the boost are released by now; the copy needs neither. It allocates nothing.
+    if (!outputFinal) {
+        ImageParams* inputImage = firstImage(request->inputBuffers);
+        ImageParams* outputImage = firstImage(request->outputBuffers);
+        if (inputImage != nullptr && outputImage != nullptr) {
+            voalgo2::VoImageBuffer inputBuffer{};
+            voalgo2::VoImageBuffer outputBuffer{};
+            convertBounded(*this, *inputImage, inputBuffer);
+            convertBounded(*this, *outputImage, outputBuffer);
+            copyInputToOutput(inputBuffer, outputBuffer);
+            SDSR_LOGE("request aborted, Going voCopyBuffer.");
+        }
     }
     return 0;
 }

@@ -5,6 +5,7 @@
 #include <string.h>
 
 #include <algorithm>
+#include <memory>
 #include <mutex>
 #include <vector>
 
@@ -116,9 +117,10 @@ SCRIPTED_EXPORT int32_t VoalgoAi_DIPS_Init(void** handle, VoalgoAi_DIPS_InitPara
     s.calls.push_back(call);
     if (s.initResult != 0 || handle == nullptr || params == nullptr)
         return s.initResult;
-    Instance* instance = new Instance{params->width, params->height, params->stride};
-    s.live.push_back(instance);
-    *handle = instance;
+    // Owned until the list holds it, so a failing push_back does not lose it.
+    std::unique_ptr<Instance> instance(new Instance{params->width, params->height, params->stride});
+    s.live.push_back(instance.get());
+    *handle = instance.release();
     return 0;
 }
 

@@ -201,26 +201,19 @@ void openAllLogGates() {
 
 }  // namespace korahost
 
-extern "C" int __android_log_print(int prio, const char* tag, const char* fmt, ...) {
-    va_list args;
-    va_start(args, fmt);
-    if (!korahost::detail::logWanted()) {
-        // Nothing takes the line: format it, as the device's log does, and drop it.
-        const int length = korahost::detail::formatDropped(fmt, args);
-        va_end(args);
-        korahost::detail::takePendingContext();
-        return length;
-    }
-    std::string text = korahost::detail::formatV(fmt, args);
-    va_end(args);
+namespace korahost {
+namespace detail {
+namespace {
 
+// One online line into the sink; the statement's context (file, line, function) is the one its
+// catchLogEncryptLog call left pending on this thread.
+int emitOnline(int prio, const char* tag, const PendingContext& context, std::string&& text) {
     korahost::LogRecord record{};
     record.channel = korahost::LogChannel::Online;
     record.priority = prio;
-    record.level = korahost::detail::levelOfPriority(prio);
+    record.level = levelOfPriority(prio);
     record.tag = tag ? tag : "";
     record.message = text;
-    const korahost::detail::PendingContext context = korahost::detail::takePendingContext();
     if (context.valid) {
         record.group = context.group;
         record.file = context.file ? context.file : "";
@@ -237,6 +230,33 @@ extern "C" int __android_log_print(int prio, const char* tag, const char* fmt, .
     }
     const int written = int(text.size());
     record.text = std::move(text);
-    korahost::detail::emitLog(std::move(record));
+    emitLog(std::move(record));
+    return written;
+}
+
+}  // namespace
+}  // namespace detail
+}  // namespace korahost
+
+extern "C" int __android_log_print(int prio, const char* tag, const char* fmt, ...) {
+    va_list args;
+    va_start(args, fmt);
+    const korahost::detail::PendingContext context = korahost::detail::takePendingContext();
+    if (!korahost::detail::logWanted()) {
+        // Nothing takes the line: format it, as the device's log does, and drop it.
+        const int length = korahost::detail::formatDropped(fmt, args);
+        va_end(args);
+        return length;
+    }
+    // The device's log never throws into its caller: a line that cannot be stored (an
+    // allocation failed) is dropped.
+    int written = -1;
+    try {
+        std::string text = korahost::detail::formatV(fmt, args);
+        written = korahost::detail::emitOnline(prio, tag, context, std::move(text));
+    } catch (...) {
+        written = -1;
+    }
+    va_end(args);
     return written;
 }

@@ -5,5 +5,9 @@
 void CameraDFX::ReportToDFX(DFXErrorCode code, int module) {
     auto& s = korahost::detail::state();
     std::lock_guard<std::mutex> guard(s.lock);
-    s.dfxReports.push_back(korahost::DfxReport{int32_t(code), module});
+    // Reporting never throws into the caller: a report that cannot be stored is dropped.
+    try {
+        s.dfxReports.push_back(korahost::DfxReport{int32_t(code), module});
+    } catch (...) {
+    }
 }

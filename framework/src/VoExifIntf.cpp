@@ -10,13 +10,18 @@ VoExifIntf::VoExifIntf(const std::string& moduleName, uint64_t requestKey)
     : m_module(moduleName), m_requestKey(requestKey), m_committed(false) {}
 
 VoExifIntf::~VoExifIntf() {
-    korahost::ExifWriterLog log{m_module, m_requestKey, m_committed, {}};
-    for (const auto& record : m_records) {
-        log.records.push_back(korahost::ExifRecord{record.key, record.value, record.isInt});
+    // A destructor must not throw: a writer whose log cannot be stored (an allocation failed)
+    // is left out of the observations.
+    try {
+        korahost::ExifWriterLog log{m_module, m_requestKey, m_committed, {}};
+        for (const auto& record : m_records) {
+            log.records.push_back(korahost::ExifRecord{record.key, record.value, record.isInt});
+        }
+        auto& s = korahost::detail::state();
+        std::lock_guard<std::mutex> guard(s.lock);
+        s.exifWriters.push_back(std::move(log));
+    } catch (...) {
     }
-    auto& s = korahost::detail::state();
-    std::lock_guard<std::mutex> guard(s.lock);
-    s.exifWriters.push_back(std::move(log));
 }
 
 template <>

@@ -21,6 +21,26 @@ int32_t gVoCamOfflineLogLevel = 0;
 uint32_t gVoCamOfflineLogGroup = 0xFFFFFFFFu;
 int32_t gVoCamDebugMask = 1;
 
+namespace {
+
+// One offline line into the capture sink.
+void emitOffline(uint32_t group, const char* level, const char* fileName, const char* functionName,
+                 int line, std::string message) {
+    korahost::LogRecord record{};
+    record.channel = korahost::LogChannel::Offline;
+    record.level = level ? level[0] : '?';
+    record.priority = korahost::detail::priorityOfLevel(record.level);
+    record.group = group;
+    record.file = fileName ? fileName : "";
+    record.line = line;
+    record.function = functionName ? functionName : "";
+    record.text = message;
+    record.message = std::move(message);
+    korahost::detail::emitLog(std::move(record));
+}
+
+}  // namespace
+
 int Log::catchLogEncryptLog(uint32_t group, const char* fileName, int line,
                             const char* functionName, const char* level, const char* fmt, ...) {
     int answer;
@@ -46,20 +66,14 @@ void Log::logSystem(uint32_t group, const char* level, const char* fileName,
         va_end(args);
         return;
     }
-    std::string message = korahost::detail::formatV(fmt, args);
+    // The device's log never throws into its caller: a line that cannot be stored (an
+    // allocation failed) is dropped.
+    try {
+        emitOffline(group, level, fileName, functionName, line,
+                    korahost::detail::formatV(fmt, args));
+    } catch (...) {
+    }
     va_end(args);
-
-    korahost::LogRecord record{};
-    record.channel = korahost::LogChannel::Offline;
-    record.level = level ? level[0] : '?';
-    record.priority = korahost::detail::priorityOfLevel(record.level);
-    record.group = group;
-    record.file = fileName ? fileName : "";
-    record.line = line;
-    record.function = functionName ? functionName : "";
-    record.text = message;
-    record.message = std::move(message);
-    korahost::detail::emitLog(std::move(record));
 }
 
 const char* Log::voaGroupToString(uint32_t group) {

@@ -13,11 +13,16 @@ using korahost::PerfEventKind;
 void record(PerfEventKind kind, unsigned int durationMs, int algo, const void* lock) {
     auto& s = korahost::detail::state();
     std::lock_guard<std::mutex> guard(s.lock);
-    s.perfEvents.push_back(PerfEvent{kind, durationMs, algo, lock, korahost::detail::nowUs()});
     if (kind == PerfEventKind::Create)
         ++s.livePerfLocks;
     if (kind == PerfEventKind::Dispose)
         --s.livePerfLocks;
+    // The device's service never throws into its caller: an event that cannot be stored (the
+    // allocation failed) is left out of the history, the live count stays right.
+    try {
+        s.perfEvents.push_back(PerfEvent{kind, durationMs, algo, lock, korahost::detail::nowUs()});
+    } catch (...) {
+    }
 }
 
 class RecordingPerfLock final : public VoaPerfLock {

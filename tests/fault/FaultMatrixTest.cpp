@@ -23,6 +23,7 @@ enum class Fault {
     MetadataEmpty,
     OutputOtherImage,
     SinglePlaneBuffers,
+    PlaneSmallerThanImage,
 };
 
 enum class Output { Inverted, Copy };
@@ -55,6 +56,8 @@ std::vector<Row> rows() {
          "sdsr buffers unusable (input 64x48 stride 80 planes 2, output 64x24 stride 80"},
         {"SinglePlaneBuffers", Fault::SinglePlaneBuffers, "", true, Output::Copy, 'E',
          "sdsr buffers unusable (input 64x48 stride 80 planes 1"},
+        {"PlaneSmallerThanImage", Fault::PlaneSmallerThanImage, "", true, Output::Copy, 'E',
+         "sdsr buffers unusable (input 64x48 stride 80 planes 2, output 64x48 stride 80 planes 2)"},
     };
     // Each of the twelve model files, one at a time.
     for (const std::string& model : modelFileNames()) {
@@ -102,15 +105,20 @@ TEST_P(FaultMatrix, CaptureDeliveredAndObjectGoesOn) {
             image.planes[0].size += image.planes[1].size;
         }
     }
+    // The output's chroma plane says it ends one row short of the image.
+    if (row.fault == Fault::PlaneSmallerThanImage)
+        request.info.outputBuffers[0][0].planes[1].size = 80 * 23;
     // A refused request never reaches processRequest; the output then is the framework's. The
     // other rows show what the request would have delivered anyway.
     if (row.fault != Fault::ModelMissing) {
         EXPECT_EQ(0, session.process(request));
-        if (row.fault == Fault::OutputOtherImage) {
-            // The copy fills what the output describes: the upper half.
+        if (row.fault == Fault::OutputOtherImage || row.fault == Fault::PlaneSmallerThanImage) {
+            // The copy fills what the output describes: the upper half of the luma, or all but
+            // the chroma row the plane does not hold.
             const std::vector<uint8_t> in = request.input.visibleBytes();
             const std::vector<uint8_t> out = request.output.visibleBytes();
-            EXPECT_TRUE(std::equal(in.begin(), in.begin() + 64 * 24, out.begin()));
+            const size_t described = row.fault == Fault::OutputOtherImage ? 64 * 24 : 64 * 71;
+            EXPECT_TRUE(std::equal(in.begin(), in.begin() + described, out.begin()));
         } else {
             EXPECT_TRUE(
                 request.output.visibleBytes() ==

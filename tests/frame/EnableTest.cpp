@@ -94,135 +94,66 @@ const std::string kFinalFalse = "final sdsrEnable: 0 ";
 const std::string kFinalTrue = "final sdsrEnable: 1 ";
 
 std::vector<Row> refusalRows() {
+    auto setTag = [](const char* name, int value) {
+        return [name, value](Request& r) { sdsrtest::putInt(r.meta, name, value); };
+    };
+    auto preAnchor = [setTag](int value) {
+        return setTag("com.orvane.kora2.preAnchorProc", value);
+    };
+    auto meminfo = [](double kb) { return [kb](Request& r) { r.tree.writeMeminfo(kb); }; };
+    auto eraseTag = [](const char* name) {
+        return [name](Request& r) {
+            unsigned int tag = 0;
+            VoMetadata::getTagFromName(name, &tag);
+            r.meta.erase(tag);
+        };
+    };
+    auto noVersionFile = [](Request& r) { r.tree.remove(kVersionFile); };
+    // clang-format off
     std::vector<Row> rows = {
+        // name, before the plugin is built, after, answer, level, message, lines not to appear
         {"pre-anchor request, nothing else measured",
          [](Request& r) {
              sdsrtest::putInt(r.meta, "com.orvane.kora2.preAnchorProc", 1);
              r.tree.remove("/proc/meminfo");
              setFlag(2);
          },
-         breakVersion,
-         false,
-         'I',
-         "sdsr BypassAlgo, preAnchorProc = 1!",
+         breakVersion, false, 'I', "sdsr BypassAlgo, preAnchorProc = 1!",
          {"FreeRam", "Board temperature", kRamRefusal, kFinalFalse}},
-        {"pre-anchor value 2 goes on",
-         [](Request& r) { sdsrtest::putInt(r.meta, "com.orvane.kora2.preAnchorProc", 2); },
-         nullptr,
-         true,
-         'D',
-         kFinalTrue,
+        {"pre-anchor value 2 goes on", preAnchor(2), nullptr, true, 'D', kFinalTrue,
          {"preAnchorProc"}},
-        {"exactly 512000 KB free",
-         [](Request& r) { r.tree.writeMeminfo(512000.0); },
-         nullptr,
-         true,
-         'D',
-         kFinalTrue,
+        {"exactly 512000 KB free", meminfo(512000.0), nullptr, true, 'D', kFinalTrue,
          {kRamRefusal}},
-        {"one KB short, files not consulted",
-         [](Request& r) { r.tree.writeMeminfo(511999.0); },
-         breakVersion,
-         false,
-         'I',
+        {"one KB short, files not consulted", meminfo(511999.0), breakVersion, false, 'I',
          "sdsr BypassAlgo, m_sdsrController.getFlag() = 0 BYPASS_SDSR_RAM = 512000",
          {"open sdsr_version", "is access", kFilesRefusal, kFinalFalse}},
-        {"meminfo unreadable",
-         [](Request& r) { r.tree.remove("/proc/meminfo"); },
-         nullptr,
-         false,
-         'I',
-         kRamRefusal + "0 BYPASS_SDSR_RAM = 512000",
-         {kFinalFalse}},
-        {"controller flag 2 with ample memory",
-         [](Request&) { setFlag(2); },
-         dropModel,
-         false,
-         'I',
-         kRamRefusal + "2 BYPASS_SDSR_RAM = 512000",
-         {"is access", kFinalFalse}},
-        {"version changed, models still checked",
-         nullptr,
-         breakVersion,
-         false,
-         'I',
-         kFilesRefusal + "0, isFileExist = 1",
-         {"sdsrEnable:", kFinalFalse}},
-        {"model missing",
-         nullptr,
-         dropModel,
-         false,
-         'I',
-         kFilesRefusal + "1, isFileExist = 0",
+        {"meminfo unreadable", [](Request& r) { r.tree.remove("/proc/meminfo"); }, nullptr,
+         false, 'I', kRamRefusal + "0 BYPASS_SDSR_RAM = 512000", {kFinalFalse}},
+        {"controller flag 2 with ample memory", [](Request&) { setFlag(2); }, dropModel,
+         false, 'I', kRamRefusal + "2 BYPASS_SDSR_RAM = 512000", {"is access", kFinalFalse}},
+        {"version changed, models still checked", nullptr, breakVersion, false, 'I',
+         kFilesRefusal + "0, isFileExist = 1", {"sdsrEnable:", kFinalFalse}},
+        {"model missing", nullptr, dropModel, false, 'I', kFilesRefusal + "1, isFileExist = 0",
          {"sdsrEnable:"}},
-        {"version and model",
-         nullptr,
-         [](Request& r) {
-             breakVersion(r);
-             dropModel(r);
-         },
-         false,
-         'I',
-         kFilesRefusal + "0, isFileExist = 0",
-         {}},
-        {"no version file at construction",
-         [](Request& r) { r.tree.remove(kVersionFile); },
-         nullptr,
-         false,
-         'I',
-         kFilesRefusal + "0, isFileExist = 1",
-         {}},
-        {"version file only appears later",
-         [](Request& r) { r.tree.remove(kVersionFile); },
-         [](Request& r) { r.tree.writeVersion("1.0.0.0\n"); },
-         false,
-         'I',
-         kFilesRefusal + "0, isFileExist = 1",
-         {}},
-        {"trigger off, SmartAE not fetched",
-         [](Request& r) { sdsrtest::putInt(r.meta, "orvane.ai.asd.SDSRTrigger", 0); },
-         nullptr,
-         false,
-         'D',
-         "sdsrEnable: 0 algoType = 0",
-         {"orvane.ai.asd.SmartAE"}},
-        {"mode off",
-         [](Request& r) { sdsrtest::putInt(r.meta, "com.orvane.stableDiffusionSR.mode", 0); },
-         nullptr,
-         false,
-         'D',
-         "sdsrEnable: 0 sdsrUi = 2 sdsrTrigger = 1 sdsrMode = 0",
-         {}},
-        {"ui tag absent",
-         [](Request& r) {
-             unsigned int tag = 0;
-             VoMetadata::getTagFromName("orvane.ai.asd.sdsrui", &tag);
-             r.meta.erase(tag);
-         },
-         nullptr,
-         false,
-         'I',
-         "MetaData not found for orvane.ai.asd.sdsrui",
-         {}},
-        {"no SmartAE output",
-         [](Request& r) {
-             unsigned int tag = 0;
-             VoMetadata::getTagFromName("orvane.ai.asd.SmartAE", &tag);
-             r.meta.erase(tag);
-         },
-         nullptr,
-         false,
-         'D',
-         "sdsrEnable: 0 algoType = 0",
-         {}},
-        {"truncated SmartAE output",
-         [](Request& r) { sdsrtest::putSmartAE(r.meta, 7, 0, 1000); },
-         nullptr,
-         false,
-         'D',
-         "sdsrEnable: 0 algoType = 0",
-         {}},
+        {"version and model", nullptr, [](Request& r) { breakVersion(r); dropModel(r); },
+         false, 'I', kFilesRefusal + "0, isFileExist = 0", {}},
+        {"no version file at construction", noVersionFile, nullptr, false, 'I',
+         kFilesRefusal + "0, isFileExist = 1", {}},
+        {"version file only appears later", noVersionFile,
+         [](Request& r) { r.tree.writeVersion("1.0.0.0\n"); }, false, 'I',
+         kFilesRefusal + "0, isFileExist = 1", {}},
+        {"trigger off, SmartAE not fetched", setTag("orvane.ai.asd.SDSRTrigger", 0), nullptr,
+         false, 'D', "sdsrEnable: 0 algoType = 0", {"orvane.ai.asd.SmartAE"}},
+        {"mode off", setTag("com.orvane.stableDiffusionSR.mode", 0), nullptr, false, 'D',
+         "sdsrEnable: 0 sdsrUi = 2 sdsrTrigger = 1 sdsrMode = 0", {}},
+        {"ui tag absent", eraseTag("orvane.ai.asd.sdsrui"), nullptr, false, 'I',
+         "MetaData not found for orvane.ai.asd.sdsrui", {}},
+        {"no SmartAE output", eraseTag("orvane.ai.asd.SmartAE"), nullptr, false, 'D',
+         "sdsrEnable: 0 algoType = 0", {}},
+        {"truncated SmartAE output", [](Request& r) { sdsrtest::putSmartAE(r.meta, 7, 0, 1000); },
+         nullptr, false, 'D', "sdsrEnable: 0 algoType = 0", {}},
     };
+    // clang-format on
     for (int flag : {0, 1, 3}) {
         rows.push_back({"controller flag goes on",
                         [flag](Request&) { setFlag(flag); },

@@ -43,10 +43,7 @@ std::string runTool(const std::string& command) {
 
 TEST_F(PluginLifecycleTest, ProviderAnswersNameTypeAndVersion) {
     PluginWraperProvider* provider = loader.provider();
-    std::string first = provider->getName();
-    const std::string second = provider->getName();
-    first[0] = 'X';  // independent copies
-    EXPECT_EQ(second, "com.orvane.plugin.sdsr");
+    EXPECT_EQ(provider->getName(), "com.orvane.plugin.sdsr");
     EXPECT_EQ(provider->plumaGetType(), PluginWraperProvider::PLUMA_PROVIDER_TYPE);
     EXPECT_EQ(provider->getVersion(), PluginWraperProvider::PLUMA_INTERFACE_VERSION);
     EXPECT_EQ(loader.manager().providersOfType(PluginWraperProvider::PLUMA_PROVIDER_TYPE).size(),
@@ -104,48 +101,26 @@ TEST_F(PluginLifecycleTest, InitializeSucceedsWithAndWithoutVersionFile) {
     }
 }
 
+// The framework asks the plugin through its base class for the access it needs: CPU read and
+// write on every buffer, without touching the per-port lists; the V2 request is not used.
 TEST_F(PluginLifecycleTest, FixedSlotAnswersThroughTheBase) {
     tree.makePassing();
     std::unique_ptr<PluginWraper> plugin = loader.createInitialized();
     ASSERT_NE(plugin, nullptr);
     PluginWraper* base = plugin.get();
-
-    EXPECT_EQ(base->preProcess(PreProcessInfo{}), 0);
-
     std::map<uint32_t, std::vector<VoBufferAccessType>> perPort = {
         {4, {VO_BUFFER_ACCESS_READ, VO_BUFFER_ACCESS_WRITE}}};
     const auto perPortBefore = perPort;
-    std::map<uint32_t, std::vector<VoBufferAccessType>> emptyPorts;
     VoBufferAccessType access = VO_BUFFER_ACCESS_NONE;
     base->getBufferAccessTypeByPlugin(nullptr, perPort, access);
     EXPECT_EQ(access, VO_BUFFER_ACCESS_CPU_READ_WRITE);
-    EXPECT_EQ(perPort, perPortBefore);
     access = VO_BUFFER_ACCESS_READ;
-    base->getPreProcessBufferAccessType(nullptr, emptyPorts, access);
+    base->getPreProcessBufferAccessType(nullptr, perPort, access);
     EXPECT_EQ(access, VO_BUFFER_ACCESS_CPU_READ_WRITE);
-    EXPECT_TRUE(emptyPorts.empty());
-
+    EXPECT_EQ(perPort, perPortBefore);
     ProcessRequestInfoV2 v2{};
     EXPECT_EQ(base->processRequest(&v2), 0);
-
-    std::map<int, VoaFrameInfo> out = {{1, VoaFrameInfo{17, 64, 48, 64}}};
-    const std::map<int, VoaFrameInfo> in = {{2, VoaFrameInfo{35, 8, 8, 8}}};
-    base->customizeOutBufferFormats(out, in, in, voalgo2::customizeOutExtend{1, 2});
-    ASSERT_EQ(out.size(), 1u);
-    EXPECT_EQ(out[1].format, 17u);
-
-    const VoaFrameOrder order = base->getCustomFrameOrder(sdsrtest::enablingMetadata());
-    const VoaFrameOrder zero{};
-    EXPECT_EQ(std::memcmp(&order, &zero, sizeof(order)), 0);
-
-    EXPECT_EQ(base->getExtraBufferCount(), 0);
-    EXPECT_EQ(base->flushRequest(nullptr), 0);
-    base->onSessionReset();
     EXPECT_EQ(base->onPrepareRequest(nullptr), -1);
-    ProcessPluginPrivMessage message{1, nullptr, 0};
-    EXPECT_EQ(base->onPrivateMessage(&message), -1);
-    EXPECT_FALSE(base->skipPreProcess());
-    EXPECT_FALSE(base->supportPreProcess());
 }
 
 TEST_F(PluginLifecycleTest, NeedPreProcessIsFalseWithoutAskingIsEnabled) {
@@ -194,8 +169,7 @@ TEST_F(PluginLifecycleTest, LibraryExportsOnlyTheEntry) {
 
     const std::string symbols =
         runTool("nm -D --defined-only '" + sdsrtest::pluginPath() + "' 2>/dev/null");
-    if (symbols.empty())
-        GTEST_SKIP() << "nm is not available";
+    ASSERT_FALSE(symbols.empty()) << "nm (binutils) printed nothing";
     std::set<std::string> defined;
     char type = 0;
     char name[512];
@@ -211,8 +185,7 @@ TEST_F(PluginLifecycleTest, LibraryExportsOnlyTheEntry) {
 
 TEST_F(PluginLifecycleTest, LibraryCarriesItsSoname) {
     const std::string dynamic = runTool("readelf -d '" + sdsrtest::pluginPath() + "' 2>/dev/null");
-    if (dynamic.empty())
-        GTEST_SKIP() << "readelf is not available";
+    ASSERT_FALSE(dynamic.empty()) << "readelf (binutils) printed nothing";
     EXPECT_NE(dynamic.find("Library soname: [com.orvane.plugin.sdsr.so]"), std::string::npos)
         << dynamic;
 }

@@ -121,8 +121,7 @@ TEST(PropertySwitchTest, SwitchesAreReadAtLoad) {
     const auto offsets = switchOffsets();
     for (const char* name :
          {"SdSrDump", "SdSrBypass", "SdSrLuxIndex", "SdSrPreAlgoType", "SdSrSensorModeType"}) {
-        if (offsets.count(name) == 0)
-            GTEST_SKIP() << "no symbol table entry for " << name;
+        ASSERT_EQ(offsets.count(name), 1u) << "no symbol table entry for " << name;
     }
 
     struct Row {
@@ -134,53 +133,25 @@ TEST(PropertySwitchTest, SwitchesAreReadAtLoad) {
         int errorLines;
     };
     const std::string p = "persist.vendor.camera.sdsr.";
+    // clang-format off
     const Row rows[] = {
+        // name, properties -> dump, bypass, lux, preAlgoType, sensorModeType, error lines
         {"defaults", {}, 0, 0, -1.0f, -1, -1, 0},
-        {"all set",
-         {{p + "dump", "1"},
-          {p + "bypass", "1"},
-          {p + "luxIndex", "250.5"},
-          {p + "preAlgoType", "0"},
-          {p + "sensorModeType", "2"}},
-         1,
-         1,
-         250.5f,
-         0,
-         2,
-         0},
-        {"empty values read as unset",
-         {{p + "dump", ""},
-          {p + "bypass", ""},
-          {p + "luxIndex", ""},
-          {p + "preAlgoType", ""},
-          {p + "sensorModeType", ""}},
-         0,
-         0,
-         -1.0f,
-         -1,
-         -1,
-         0},
+        {"all set", {{p + "dump", "1"}, {p + "bypass", "1"}, {p + "luxIndex", "250.5"},
+                     {p + "preAlgoType", "0"}, {p + "sensorModeType", "2"}}, 1, 1, 250.5f, 0, 2, 0},
+        {"empty values read as unset", {{p + "dump", ""}, {p + "bypass", ""}, {p + "luxIndex", ""},
+                     {p + "preAlgoType", ""}, {p + "sensorModeType", ""}}, 0, 0, -1.0f, -1, -1, 0},
         {"zero lux is stored as zero", {{p + "luxIndex", "0"}}, 0, 0, 0.0f, -1, -1, 0},
         {"lux with trailing text", {{p + "luxIndex", "12.5lux"}}, 0, 0, 12.5f, -1, -1, 0},
         {"lux not a number", {{p + "luxIndex", "bright"}}, 0, 0, -1.0f, -1, -1, 1},
         {"lux out of float range", {{p + "luxIndex", "1e60"}}, 0, 0, -1.0f, -1, -1, 1},
         {"integers: leading number or the default",
          {{p + "dump", "7x"}, {p + "bypass", "yes"}, {p + "preAlgoType", "-1"}},
-         7,
-         0,
-         -1.0f,
-         -1,
-         -1,
-         0},
-        {"other keys are ignored",
-         {{"persist.vendor.camera.sdsr.Dump", "1"}},
-         0,
-         0,
-         -1.0f,
-         -1,
-         -1,
-         0},
+         7, 0, -1.0f, -1, -1, 0},
+        {"other keys are ignored", {{"persist.vendor.camera.sdsr.Dump", "1"}},
+         0, 0, -1.0f, -1, -1, 0},
     };
+    // clang-format on
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
         const LoadOutcome outcome = loadInChild(row.properties, offsets);

@@ -101,16 +101,6 @@ TEST(MetadataTest, ShortEntriesArePaddedForFirstValueReads) {
     EXPECT_EQ(0x5A, wide & 0xFF);
 }
 
-TEST(MetadataTest, CopiesAreIndependent) {
-    VoMetadata original;
-    const int32_t ninety = 90, zero = 0;
-    original.update(ANDROID_JPEG_ORIENTATION, &ninety, 1);
-    VoMetadata copy(original);
-    copy.update(ANDROID_JPEG_ORIENTATION, &zero, 1);
-    EXPECT_EQ(90, original.find(ANDROID_JPEG_ORIENTATION).data.i32[0]);
-    EXPECT_EQ(0, copy.find(ANDROID_JPEG_ORIENTATION).data.i32[0]);
-}
-
 TEST(MetadataTest, RegisterTagRefusesConflicts) {
     EXPECT_EQ(0, VoMetadata::registerTag("test.metadata.extra", 0x7F000001u, TYPE_INT32));
     EXPECT_EQ(0, VoMetadata::registerTag("test.metadata.extra", 0x7F000001u, TYPE_INT32));

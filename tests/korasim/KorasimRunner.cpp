@@ -56,7 +56,7 @@ Result runKorasim(const Scratch& scratch, const std::vector<std::string>& args) 
     }
     const std::string report = scratch.path("report.json");
     fs::remove(report);
-    if (!hasReport)
+    if (!hasReport && (args.empty() || args.front() != "explain"))
         command += " --report " + quote(report);
     command += " >" + quote(scratch.path("stdout")) + " 2>" + quote(scratch.path("stderr"));
     const int status = system(command.c_str());

@@ -19,11 +19,9 @@ class ReferenceLibrary : public ::testing::Test {
     void SetUp() override {
         handle = dlopen((sdsrtest::libraryDir() + "/libsdsr_algo_reference.so").c_str(), RTLD_NOW);
         ASSERT_NE(handle, nullptr) << dlerror();
-        getVersion = fn<VoalgoAi_DIPS_GetVersion_Fn>("VoalgoAi_DIPS_GetVersion");
         init = fn<VoalgoAi_DIPS_Init_Fn>("VoalgoAi_DIPS_Init");
         run = fn<VoalgoAi_DIPS_Run_Fn>("VoalgoAi_DIPS_Run");
         unit = fn<VoalgoAi_DIPS_Unit_Fn>("VoalgoAi_DIPS_Unit");
-        setVersion = fn<void (*)(int32_t, int32_t, int32_t, int32_t)>("sdsrReference_setVersion");
         setThreads = fn<void (*)(int32_t)>("sdsrReference_setThreads");
         live = fn<int32_t (*)()>("sdsrReference_liveInstances");
     }
@@ -96,24 +94,12 @@ class ReferenceLibrary : public ::testing::Test {
     }
 
     void* handle = nullptr;
-    VoalgoAi_DIPS_GetVersion_Fn getVersion = nullptr;
     VoalgoAi_DIPS_Init_Fn init = nullptr;
     VoalgoAi_DIPS_Run_Fn run = nullptr;
     VoalgoAi_DIPS_Unit_Fn unit = nullptr;
-    void (*setVersion)(int32_t, int32_t, int32_t, int32_t) = nullptr;
     void (*setThreads)(int32_t) = nullptr;
     int32_t (*live)() = nullptr;
 };
-
-TEST_F(ReferenceLibrary, VersionIsSettableSoItCanMatchTheDevice) {
-    setVersion(3, 1, 4, 1);
-    const VoalgoAi_DIPS_Version v = getVersion();
-    EXPECT_EQ(v.major, 3);
-    EXPECT_EQ(v.minor, 1);
-    EXPECT_EQ(v.patch, 4);
-    EXPECT_EQ(v.build, 1);
-    setVersion(1, 0, 0, 0);
-}
 
 TEST_F(ReferenceLibrary, InitRejectsUnusableRecordsAndRunNeedsAnInstance) {
     struct Case {

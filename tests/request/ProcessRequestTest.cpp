@@ -7,7 +7,35 @@
 #include <tuple>
 #include <vector>
 
+#include <sys/time.h>
+#include <time.h>
+
 #include "RequestHarness.h"
+
+namespace sdsrtest {
+namespace {
+// When non-zero, the wall clock of this process (the plugin's included) is scripted: every
+// gettimeofday call moves it on by this many microseconds.
+long gClockStepUs = 0;
+}  // namespace
+}  // namespace sdsrtest
+
+// Replaces the C library's gettimeofday for the whole process, the loaded plugin included.
+extern "C" int gettimeofday(struct timeval* __restrict tv, void* __restrict) noexcept {
+    static long long scriptedUs = 1700000000LL * 1000000;
+    long long us;
+    if (sdsrtest::gClockStepUs != 0) {
+        scriptedUs += sdsrtest::gClockStepUs;
+        us = scriptedUs;
+    } else {
+        struct timespec now {};
+        clock_gettime(CLOCK_REALTIME, &now);
+        us = now.tv_sec * 1000000LL + now.tv_nsec / 1000;
+    }
+    tv->tv_sec = time_t(us / 1000000);
+    tv->tv_usec = suseconds_t(us % 1000000);
+    return 0;
+}
 
 namespace sdsrtest {
 namespace {
@@ -57,101 +85,33 @@ const ScriptedAlgoCallKind INIT = SCRIPTED_CALL_INIT;
 const ScriptedAlgoCallKind RUN = SCRIPTED_CALL_RUN;
 const ScriptedAlgoCallKind UNIT = SCRIPTED_CALL_UNIT;
 
+// clang-format off
 const std::vector<Row>& rows() {
+    const auto ran = keys({"init cost", "run cost"}, {"instance", "procTime"});
     static const std::vector<Row> table = {
-        {"Success",
-         Setup::Success,
-         Output::Inverted,
-         'I',
-         "sdsr - Unit cost = ",
-         true,
-         keys({"init cost", "run cost"}, {"instance", "procTime"}),
-         {0, 0, 0},
-         {GV, INIT, RUN, UNIT},
-         0},
-        {"UnitFails",
-         Setup::UnitFails,
-         Output::Inverted,
-         'I',
-         "- ret = -7",
-         true,
-         keys({"init cost", "run cost"}, {"instance", "procTime"}),
-         {0, 0, -7},
-         {GV, INIT, RUN, UNIT},
-         0},
-        {"RunFails",
-         Setup::RunFails,
-         Output::Copy,
-         'I',
-         "sdsr - run failed: -5",
-         true,
-         keys({"init cost", "runFailed"}, {"instance", "procTime"}),
-         {0, -5},
-         {GV, INIT, RUN},
-         1},
-        {"InitFails",
-         Setup::InitFails,
-         Output::Copy,
-         'I',
-         "sdsr - DIPS init failed: -3",
-         true,
-         keys({"initFailed"}, {"instance", "procTime"}),
-         {-3},
-         {GV, INIT},
-         0},
-        {"VersionMismatch",
-         Setup::VersionMismatch,
-         Output::Copy,
-         'E',
-         "sdsr version is different, skip sdsr!  Going voCopyBuffer.",
-         false,
-         {"on"},
-         {},
-         {GV},
-         0},
-        {"FormatUnsupported",
-         Setup::FormatUnsupported,
-         Output::Copy,
-         'E',
-         "skip sdsr!  Going voCopyBuffer. checkformat = 0 SdSrBypass = 0",
-         false,
-         {},
-         {},
-         {},
-         0},
-        {"LibraryMissing",
-         Setup::LibraryMissing,
-         Output::Copy,
-         'E',
-         "sdsr library unusable",
-         false,
-         {},
-         {},
-         {},
-         0},
-        {"EntryPointsMissing",
-         Setup::EntryPointsMissing,
-         Output::Copy,
-         'E',
-         "sdsr library unusable",
-         false,
-         {},
-         {},
-         {},
-         0},
-        {"PlaneCountFive",
-         Setup::PlaneCountFive,
-         Output::Inverted,
-         'W',
-         "buffer has 5 planes, only 3 are used",
-         true,
-         keys({"init cost", "run cost"}, {"instance", "procTime"}),
-         {0, 0, 0},
-         {GV, INIT, RUN, UNIT},
-         0},
+        // name, setup, output, level, message, committed, EXIF keys, DFX codes, calls, live
+        {"Success", Setup::Success, Output::Inverted, 'I', "sdsr - Unit cost = ", true, ran,
+         {0, 0, 0}, {GV, INIT, RUN, UNIT}, 0},
+        {"UnitFails", Setup::UnitFails, Output::Inverted, 'I', "- ret = -7", true, ran,
+         {0, 0, -7}, {GV, INIT, RUN, UNIT}, 0},
+        {"RunFails", Setup::RunFails, Output::Copy, 'I', "sdsr - run failed: -5", true,
+         keys({"init cost", "runFailed"}, {"instance", "procTime"}), {0, -5}, {GV, INIT, RUN}, 1},
+        {"InitFails", Setup::InitFails, Output::Copy, 'I', "sdsr - DIPS init failed: -3", true,
+         keys({"initFailed"}, {"instance", "procTime"}), {-3}, {GV, INIT}, 0},
+        {"VersionMismatch", Setup::VersionMismatch, Output::Copy, 'E',
+         "sdsr version is different, skip sdsr!  Going voCopyBuffer.", false, {"on"}, {}, {GV}, 0},
+        {"FormatUnsupported", Setup::FormatUnsupported, Output::Copy, 'E',
+         "skip sdsr!  Going voCopyBuffer. checkformat = 0 SdSrBypass = 0", false, {}, {}, {}, 0},
+        {"LibraryMissing", Setup::LibraryMissing, Output::Copy, 'E', "sdsr library unusable",
+         false, {}, {}, {}, 0},
+        {"EntryPointsMissing", Setup::EntryPointsMissing, Output::Copy, 'E',
+         "sdsr library unusable", false, {}, {}, {}, 0},
+        {"PlaneCountFive", Setup::PlaneCountFive, Output::Inverted, 'W',
+         "buffer has 5 planes, only 3 are used", true, ran, {0, 0, 0}, {GV, INIT, RUN, UNIT}, 0},
     };
     return table;
 }
+// clang-format on
 
 bool endsInRun(Setup setup) {
     return setup == Setup::Success || setup == Setup::UnitFails || setup == Setup::PlaneCountFive;
@@ -374,18 +334,18 @@ TEST(RequestExif, ProcessingTimeOnlyWhenReported) {
 }
 
 // Costs are the printed milliseconds cut after two decimals.
-TEST(RequestExif, CostsKeepTwoDecimals) {
+// Init and Run each take 1234.568 ms on the scripted clock: the texts are cut to 1234.56, where
+// rounding would give 1234.57.
+TEST(RequestExif, CostsAreCutToTwoDecimals) {
     PluginSession session;
     TestRequest request(32, 16, 17, 32, enablingMetadata());
+    gClockStepUs = 1234568;
     session.process(request);
+    gClockStepUs = 0;
     const auto writers = korahost::takeExifWriters();
     ASSERT_EQ(1u, writers.size());
-    for (const char* key : {"init cost", "run cost"}) {
-        const std::string value = exifValue(writers[0], key);
-        const size_t dot = value.find('.');
-        ASSERT_NE(std::string::npos, dot) << key << " = " << value;
-        EXPECT_EQ(2u, value.size() - dot - 1) << key << " = " << value;
-    }
+    EXPECT_EQ("1234.56", exifValue(writers[0], "init cost"));
+    EXPECT_EQ("1234.56", exifValue(writers[0], "run cost"));
 }
 
 }  // namespace

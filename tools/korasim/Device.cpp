@@ -57,7 +57,7 @@ std::string defaultLibraryDir() {
     const fs::path exe = fs::read_symlink("/proc/self/exe", ec);
     if (ec)
         return "lib";
-    return (exe.parent_path().parent_path() / "lib").string();
+    return (exe.parent_path() / KORASIM_BIN_TO_LIB).lexically_normal().string();
 }
 
 DeviceRoot::DeviceRoot(const std::string& root, bool keep) : m_remove(false) {

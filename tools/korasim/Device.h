@@ -17,8 +17,8 @@
 
 namespace korasim {
 
-// Directory of the build's libraries and the plugin, next to the korasim executable by
-// default ("<dir of korasim>/../lib").
+// Directory of the libraries and the plugin beside the korasim executable: "<dir of korasim>/"
+// followed by the build's relative path from its bin to its library directory (usually ../lib).
 std::string defaultLibraryDir();
 
 class DeviceRoot {

@@ -38,16 +38,21 @@ bool looksLikePng(const std::string& path) {
     return fread(signature, 1, 8, file.get()) == 8 && png_sig_cmp(signature, 0, 8) == 0;
 }
 
-bool writePng(const std::string& path, const RgbImage& image, std::string* error) {
+namespace {
+
+void appendBytes(png_structp png, png_bytep data, png_size_t size) {
+    auto* out = static_cast<std::vector<uint8_t>*>(png_get_io_ptr(png));
+    out->insert(out->end(), data, data + size);
+}
+void flushNothing(png_structp) {}
+
+}  // namespace
+
+bool encodePng(const RgbImage& image, std::vector<uint8_t>* out, std::string* error,
+               int compressionLevel) {
     if (image.width <= 0 || image.height <= 0) {
         if (error)
             *error = "empty image";
-        return false;
-    }
-    File file(fopen(path.c_str(), "wb"));
-    if (!file) {
-        if (error)
-            *error = "cannot create " + path + ": " + strerror(errno);
         return false;
     }
     std::string message;
@@ -66,8 +71,9 @@ bool writePng(const std::string& path, const RgbImage& image, std::string* error
             *error = "libpng: " + message;
         return false;
     }
-    png_init_io(png, file.get());
-    png_set_compression_level(png, 3);
+    out->clear();
+    png_set_write_fn(png, out, appendBytes, flushNothing);
+    png_set_compression_level(png, compressionLevel);
     png_set_IHDR(png, info, image.width, image.height, 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
                  PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     png_write_info(png, info);
@@ -76,7 +82,21 @@ bool writePng(const std::string& path, const RgbImage& image, std::string* error
     }
     png_write_end(png, nullptr);
     png_destroy_write_struct(&png, &info);
-    if (fflush(file.get()) != 0) {
+    return true;
+}
+
+bool writePng(const std::string& path, const RgbImage& image, std::string* error) {
+    std::vector<uint8_t> bytes;
+    if (!encodePng(image, &bytes, error))
+        return false;
+    File file(fopen(path.c_str(), "wb"));
+    if (!file) {
+        if (error)
+            *error = "cannot create " + path + ": " + strerror(errno);
+        return false;
+    }
+    if (fwrite(bytes.data(), 1, bytes.size(), file.get()) != bytes.size() ||
+        fflush(file.get()) != 0) {
         if (error)
             *error = "cannot write " + path;
         return false;

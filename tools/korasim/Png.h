@@ -22,6 +22,9 @@ struct RgbImage {
     }
 };
 
+// Encodes the image as PNG into *out (zlib level 0-9). False with a reason in *error.
+bool encodePng(const RgbImage& image, std::vector<uint8_t>* out, std::string* error,
+               int compressionLevel = 3);
 // False with a reason in *error when the file cannot be written.
 bool writePng(const std::string& path, const RgbImage& image, std::string* error);
 // Reads any 8- or 16-bit PNG (gray, palette, with or without alpha) as RGB; alpha is dropped.

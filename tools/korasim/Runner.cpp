@@ -13,7 +13,7 @@
 
 #include "Guard.h"
 #include "MetaValues.h"
-#include "PluginLog.h"
+#include "ReportHeader.h"
 #include "RunnerImpl.h"
 #include "VoMetadata.h"
 
@@ -36,6 +36,7 @@ void Runner::Impl::load() {
         korahost::setProperty(p.first, p.second);
     const LogGates& g = session.log;
     korahost::setLogGates(g.level, g.groups, g.offlineLevel, g.offlineGroups, g.debugMask);
+    feed.setGates(logread::Gates{g.level, g.groups});
     korahost::setLogEcho(false);
     if (options.logcat)
         echo = std::make_unique<LogEcho>(LogFilter::parse(options.logcatFilter), options.channel);
@@ -67,6 +68,8 @@ void Runner::Impl::load() {
     // A temporary tree is removed when korasim ends: the report names only a tree that stays.
     report["root"] = root->temporary() ? json(nullptr) : json(root->root());
     report["properties"] = session.properties;
+    report["device"] = deviceSummary(session.device);
+    report["logGates"] = logGatesJson(session.log);
     report["steps"] = json::array();
 
     const auto start = std::chrono::steady_clock::now();
@@ -93,6 +96,7 @@ void Runner::Impl::load() {
     }
     const double ms = elapsedMs(start);
     loadJson["ok"] = error.empty();
+    loadJson["soname"] = elfSoname(options.pluginPath);
     if (!error.empty())
         loadJson["error"] = error;
     if (provider != nullptr) {
@@ -134,6 +138,7 @@ void Runner::Impl::runStep(size_t index) {
 
     switch (s.kind) {
         case StepKind::Create:
+            feed.created(s.plugin);
             slot->object.reset(provider->create());
             slot->lastEnabled = false;
             out["created"] = slot->object != nullptr;
@@ -178,9 +183,11 @@ void Runner::Impl::runStep(size_t index) {
             slot->lastEnabled = answer;
             out["answer"] = answer;
             logs = korahost::takeLogs();
-            out["reason"] = answer ? json(nullptr) : json(refusalReason(logs));
-            facts =
-                answer ? "answer true" : "answer false (" + out["reason"].get<std::string>() + ")";
+            feed.feed(s.plugin, logs);
+            const json decision = feed.decision(s.plugin, answer);
+            out["reason"] = decision["reason"];
+            out["decision"] = decision;
+            facts = logread::decisionSummary(decision);
             break;
         }
         case StepKind::ProcessRequest:
@@ -222,8 +229,11 @@ void Runner::Impl::runStep(size_t index) {
     if (!out.contains("durationMs"))
         out["durationMs"] = elapsedMs(start);
     if (s.kind != StepKind::ProcessRequest || !always) {
-        if (logs.empty())
+        if (logs.empty()) {
             logs = korahost::takeLogs();
+            if (s.kind != StepKind::SetDevice && s.kind != StepKind::IsEnabled)
+                feed.feed(s.plugin, logs);
+        }
         exif = korahost::takeExifWriters();
         collectCommon(out, logs, exif, false);
     }

@@ -19,6 +19,7 @@
 #include "Provider.h"
 #include "Runner.h"
 #include "korahost/HostControl.h"
+#include "logread/RunFeed.h"
 
 namespace korasim {
 
@@ -52,6 +53,8 @@ struct Runner::Impl {
     voalgo2::ProviderManager manager;
     PluginWraperProvider* provider = nullptr;
     std::map<std::string, Slot> slots;
+    // Every plugin object's lines, read as explain reads a device log.
+    logread::RunFeed feed;
     size_t scriptedSeen = 0;
     // Metadata of a request's first input, built early for the enable query before it.
     std::map<size_t, std::shared_ptr<VoMetadata>> earlyMetadata;

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 
+#include "DebugRecord.h"
 #include "MetaValues.h"
 #include "RunnerImpl.h"
 #include "VoMetadata.h"
@@ -61,6 +62,26 @@ std::string tagLabel(uint32_t tag) {
     return name != nullptr ? name : hex(tag);
 }
 
+// The debug record a step wrote, decoded once; every copy should be the same bytes.
+void addDebugRecord(json& step) {
+    json record;
+    size_t copies = 0;
+    bool identical = true;
+    for (const auto& w : step["metadataWrites"]) {
+        if (w["tag"] != "orvane.multiframe.debugData" || !w["values"].is_string())
+            continue;
+        if (copies++ == 0)
+            record = w["values"];
+        else
+            identical = identical && w["values"] == record;
+    }
+    if (copies == 0)
+        return;
+    step["debugRecord"] = decodeDebugRecord(bytesFromHex(record.get<std::string>()));
+    step["debugRecord"]["copies"] = copies;
+    step["debugRecord"]["identical"] = identical;
+}
+
 }  // namespace
 
 json Runner::Impl::collectCommon(json& step, std::vector<korahost::LogRecord>& logs,
@@ -81,6 +102,7 @@ json Runner::Impl::collectCommon(json& step, std::vector<korahost::LogRecord>& l
                           {"values", decodeValues(w.type, w.bytes, w.count)}});
     }
     step["metadataWrites"] = writes;
+    addDebugRecord(step);
 
     json exifJson = json::array();
     for (const auto& w : exif) {

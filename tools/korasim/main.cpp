@@ -22,6 +22,7 @@
 #include "Budget.h"
 #include "DailyCommands.h"
 #include "Device.h"
+#include "ExplainCommand.h"
 #include "Guard.h"
 #include "JsonFile.h"
 #include "Picture.h"
@@ -32,6 +33,7 @@
 #include "Session.h"
 #include "TestCommand.h"
 #include "Yuv.h"
+#include "html/PageRecorder.h"
 
 namespace fs = std::filesystem;
 using nlohmann::json;
@@ -41,7 +43,7 @@ namespace {
 
 const char* const kRunHelp =
     "  korasim run SESSION.json [--root DIR] [--report FILE] [--out DIR] [--max-memory SIZE]\n"
-    "                 [--logcat[=SPEC]] [--channel online|offline|both]\n"
+    "                 [--logcat[=SPEC]] [--channel online|offline|both] [--html FILE]\n"
     "      runs a session; exit 3 when a step's \"expect\" does not hold\n"
     "      --max-memory SIZE  budget of the buffers of one request (default 2G)\n"
     "      --logcat[=SPEC]    echo the plugin's log lines, filtered like logcat\n"
@@ -54,10 +56,15 @@ const char* const kTestHelp =
     "      running after S seconds (120; 0: no limit) is stopped and counted as an error\n";
 const char* const kDemoHelp =
     "  korasim demo [--out DIR] [--root DIR] [--report FILE] [--logcat[=SPEC]] [--threads N]\n"
+    "               [--html FILE | --no-html]\n"
     "      the built-in 10x zoom capture through the reference algorithm\n";
+const char* const kExplainHelp =
+    "  korasim explain LOG [--json FILE] [--pid N] [--session-out DIR] [--details] [--html FILE]\n"
+    "      explains the plugin's decisions from a device log\n";
 const char* const kReplayHelp =
     "  korasim replay FILE|DIR --format nv21|nv12 [--size WxH] [--zoom Z] [--compare DUMP]\n"
-    "                 [--session OVERRIDES.json] [--root DIR] [--report FILE] [--out DIR]\n"
+    "                 [--session OVERRIDES.json] [--root DIR] [--report FILE] [--out DIR] [--html "
+    "FILE]\n"
     "      re-runs a device dump (or every *_input.NV12 of DIR) through the reference library\n"
     "      --format           required: the dump extension is .NV12 for NV21 and NV12 alike\n"
     "      --compare DUMP     compare the output with the device's output dump\n";
@@ -67,12 +74,16 @@ const char* const kCommonHelp =
     "See docs/korasim.md for the session and report formats.\n";
 
 std::string usage(const std::string& command = "") {
-    const std::map<std::string, const char*> help = {
-        {"run", kRunHelp}, {"test", kTestHelp}, {"demo", kDemoHelp}, {"replay", kReplayHelp}};
+    const std::map<std::string, const char*> help = {{"run", kRunHelp},
+                                                     {"test", kTestHelp},
+                                                     {"demo", kDemoHelp},
+                                                     {"explain", kExplainHelp},
+                                                     {"replay", kReplayHelp}};
     auto it = help.find(command);
     if (it != help.end())
         return std::string("usage:\n") + it->second + kCommonHelp;
-    return std::string("usage:\n") + kRunHelp + kTestHelp + kDemoHelp + kReplayHelp + kCommonHelp;
+    return std::string("usage:\n") + kRunHelp + kTestHelp + kDemoHelp + kExplainHelp + kReplayHelp +
+           kCommonHelp;
 }
 
 struct UsageError : std::runtime_error {
@@ -85,13 +96,14 @@ struct Arguments {
     std::map<std::string, std::string> options;
     bool logcat = false;
     bool help = false;
+    bool noHtml = false;
 };
 
 Arguments parseArguments(int argc, char** argv) {
     static const std::vector<std::string> withValue = {
         "--root",    "--report",  "--out",        "--plugin",  "--lib-dir", "--size",
         "--format",  "--zoom",    "--session",    "--threads", "--junit",   "--jobs",
-        "--compare", "--channel", "--max-memory", "--timeout"};
+        "--compare", "--channel", "--max-memory", "--timeout", "--html"};
     Arguments args;
     if (argc < 2)
         throw UsageError("missing command");
@@ -105,6 +117,8 @@ Arguments parseArguments(int argc, char** argv) {
             args.options["--logcat"] = a.substr(9);
         } else if (a == "--help" || a == "-h") {
             args.help = true;
+        } else if (a == "--no-html") {
+            args.noHtml = true;
         } else if (std::find(withValue.begin(), withValue.end(), a) != withValue.end()) {
             if (i + 1 >= argc)
                 throw UsageError(a + " needs a value");
@@ -185,9 +199,12 @@ int runSession(const Session& session, const Arguments& args, const std::string&
                const std::string& compare = "") {
     checkMemoryBudget(session, memoryBudget(args));
     Runner runner(session, runOptions(args, name));
+    html::PageRecorder page(option(args, "--html", ""));
+    runner.setProcessedCallback([&](const ProcessedRequest& r) { page.onProcessed(r); });
     std::vector<uint8_t> output;
     if (!compare.empty()) {
-        runner.setProcessedCallback([&output](const ProcessedRequest& r) {
+        runner.setProcessedCallback([&](const ProcessedRequest& r) {
+            page.onProcessed(r);
             if (!r.outputs.empty())
                 output = r.outputs.front()->visibleBytes();
         });
@@ -203,6 +220,9 @@ int runSession(const Session& session, const Arguments& args, const std::string&
     const std::string path = reportPath(args);
     writeReport(report, path);
     printf("report: %s\n", path.c_str());
+    page.write(report);
+    if (page.enabled())
+        printf("page: %s\n", page.path().c_str());
     return reportExpectations(session, report);
 }
 
@@ -334,6 +354,8 @@ int commandDemo(const Arguments& args) {
     RunOptions options = runOptions(demoArgs, "demo");
     options.writeOutputImages = false;
     Runner runner(session, options);
+    // The demo writes its page beside the report unless told otherwise.
+    html::PageRecorder page(args.noHtml ? "" : option(args, "--html", outDir + "/report.html"));
 
     double inSharpness = 0, outSharpness = 0;
     bool processed = false;
@@ -342,6 +364,7 @@ int commandDemo(const Arguments& args) {
     runner.setProcessedCallback([&](const ProcessedRequest& r) {
         if (r.inputs.empty() || r.outputs.empty())
             return;
+        page.onProcessed(r);
         const YuvBuffer& in = *r.inputs.front();
         const YuvBuffer& out = *r.outputs.front();
         processed = true;
@@ -412,6 +435,9 @@ int commandDemo(const Arguments& args) {
     const std::string path = reportPath(demoArgs);
     writeReport(runner.report(), path);
     printf("report: %s\n", path.c_str());
+    page.write(runner.report());
+    if (page.enabled())
+        printf("page: %s\n", page.path().c_str());
     return 0;
 }
 
@@ -420,6 +446,8 @@ int commandDemo(const Arguments& args) {
 int main(int argc, char** argv) {
     installGuard();
     std::string sessionName;
+    if (argc >= 2 && std::string(argv[1]) == "explain")
+        return explainCommand(argc, argv);
     try {
         if (argc >= 2 &&
             (std::string(argv[1]) == "--version" || std::string(argv[1]) == "version")) {

@@ -1,0 +1,32 @@
+// One line of an Android log as korasim reads it: logcat's threadtime, time and brief formats
+// (with or without a year), a bug report's main log section, and korasim's own --logcat echo.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace korasim::logread {
+
+struct LogLine {
+    std::string time;  // "11-22 18:43:10.123" as printed; empty in the brief format
+    int pid = 0;
+    int tid = 0;  // 0 when the format has none
+    char level = '?';
+    std::string tag;
+    std::string text;  // everything after "TAG: "
+    // The plugin's online lines start with "<group> <file>:<line> <function>()"; these hold the
+    // parts when the text has that shape (else function is empty and message is the text).
+    std::string group;
+    std::string function;
+    std::string message;
+};
+
+// Parses one line; nullopt when it has none of the known shapes (a cut line, a header such as
+// "--------- beginning of main", a blank line).
+std::optional<LogLine> parseLogcatLine(std::string_view line);
+
+// Splits the plugin's online prefix off `line.text` into group, function and message.
+void splitPluginPrefix(LogLine& line);
+
+}  // namespace korasim::logread

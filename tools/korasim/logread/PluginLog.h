@@ -1,0 +1,156 @@
+// The one reader of the plugin's log lines. `korasim explain` feeds it parsed logcat text;
+// `korasim run` feeds it the lines it captured from the plugin. Both get the same captures, the
+// same decisions with their values, and the same request paths.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "LogLine.h"
+
+namespace korasim::logread {
+
+// What the plugin logged while deciding isEnabled, as far as the lines show it.
+struct EnableFacts {
+    bool seen = false;
+    int stage = 0;          // furthest step of the decision seen so far
+    unsigned onceSeen = 0;  // lines a decision prints once (see PluginLogReader.cpp)
+    std::optional<int> preAnchorProc;
+    bool preAnchorAbsent = false;  // "MetaData not found for com.orvane.kora2.preAnchorProc"
+    std::optional<double> freeRam;
+    bool meminfoUnreadable = false;
+    std::optional<int> flag;  // controller flag
+    std::optional<int> thermal, board;
+    bool memoryRefusal = false;
+    std::optional<int> sameVersion, filesExist;
+    bool versionFileUnreadable = false;
+    std::optional<std::string> storedVersion, fileVersion;  // "odm version:%s, data version:%s"
+    std::optional<std::string> missingModel;
+    int modelsReadable = 0;
+    std::optional<int> tagsEnable, ui, trigger, mode;
+    std::optional<std::string> versionInTags;
+    std::optional<bool> smartAE;
+    std::optional<int> sceneEnable, algoType;
+    std::optional<int> outstanding;  // "process count:%u"
+    bool tagWritten = false;
+    std::optional<int> final;
+    bool failed = false;    // "enable decision failed"
+    bool followed = false;  // the same object's next decision began after this one
+};
+
+// What the plugin logged while processing the request.
+struct ProcessFacts {
+    bool seen = false;
+    int stage = 0;
+    unsigned onceSeen = 0;
+    std::optional<std::string> handle;  // "dlopen sdsr %p"
+    std::optional<std::string> dlerror;
+    std::optional<std::string> imageName;
+    std::optional<int> format, dump, bypass;
+    std::optional<int> checkFormat, skipBypass;
+    std::optional<std::string> noBuffer, libraryUnusable, buffersUnusable, aborted;
+    std::optional<std::string> libraryVersion;
+    bool versionDiffers = false;
+    std::optional<int> trigger, preAlgoType, sensorModeType, propPreAlgoType, propSensorModeType;
+    std::optional<double> lux, propLux;
+    std::optional<std::string> rawType;
+    std::optional<int> width, height, stride, orientation;
+    std::optional<double> zoom;
+    std::optional<int> initCode, runCode, unitCode;
+    std::optional<double> initMs, runMs, unitMs;
+    std::optional<int> processCount, outstandingAfter;
+    std::optional<int> boostMs;
+    bool boostFailed = false, boostReleased = false;
+};
+
+struct Capture {
+    std::string time;
+    int pid = 0;
+    std::string object;                        // "#1", "#2", ... in order of appearance
+    std::string objectAddress;                 // "0x..." when the log named it
+    std::optional<std::string> objectVersion;  // version read by the object's constructor
+    bool objectVersionFileMissing = false;
+    EnableFacts enable;
+    ProcessFacts process;
+    bool debugLinesSeen = false;  // any D line of the plugin in this process
+    std::string hiddenBy;         // what closed the gates, e.g. "level 5, groups 0x2"
+    int lines = 0;
+};
+
+// The log gates of the online channel, when known (korasim run knows them).
+struct Gates {
+    int level = 0;
+    unsigned groups = 0xFFFFFFFFu;
+};
+
+class PluginLogReader {
+  public:
+    void setGates(const Gates& gates) { m_gates = gates; }
+    // `line` is a parsed line (any tag, any process); lines that are not the plugin's are
+    // counted as foreign. `splitPluginPrefix` must have run on it (parseAndFeed does it).
+    void feed(LogLine line);
+    // A raw text line: prefilter, parse, feed.
+    void feedText(std::string_view text);
+    // A line with the plugin's tag that could not be parsed (cut or wrapped).
+    void countUnreadable() { ++m_unreadable; }
+    // After the last line: which processes showed D lines (when the gates are not known).
+    void finish();
+
+    // Whether a request is open, so that framework-tag lines (the boost) may be the plugin's;
+    // a stream reader may skip searching for that tag otherwise.
+    bool frameworkLinesWanted() const { return m_openRequests > 0; }
+
+    const std::vector<Capture>& captures() const { return m_captures; }
+    size_t unattributed() const { return m_unattributed; }
+    size_t unreadable() const { return m_unreadable; }
+    size_t pluginLines() const { return m_pluginLines; }
+    size_t foreignLines() const { return m_foreign; }
+    size_t offlineLines() const { return m_offline; }
+    size_t objects() const { return m_objects.size(); }
+    const std::vector<std::string>& unattributedSamples() const { return m_samples; }
+
+  private:
+    struct Object {
+        std::string id, address;
+        int pid = 0;
+        std::optional<std::string> version;
+        bool versionFileMissing = false;
+        bool gone = false;
+        int addressLines = 0;
+        int lastEnable = -1, lastProcess = -1;  // capture indexes
+    };
+    struct Process {
+        int current = -1;  // object index
+        bool debugSeen = false;
+    };
+    int objectFor(int pid, const std::string& address, bool create);
+    Capture& newCapture(int object, const LogLine& line);
+    bool lifecycle(const LogLine& line, const std::string& m);
+    void unattributed(const LogLine& line);
+
+    std::optional<Gates> m_gates;
+    int m_openRequests = 0;
+    std::vector<Capture> m_captures;
+    std::vector<Object> m_objects;
+    std::vector<std::pair<int, Process>> m_processes;
+    size_t m_unattributed = 0, m_unreadable = 0, m_pluginLines = 0, m_foreign = 0, m_offline = 0;
+    std::vector<std::string> m_samples;
+    Process& process(int pid);
+};
+
+// Reads a whole log file as a stream (never all in memory). Returns false when it cannot be
+// opened or read.
+bool readLogFile(const std::string& path, PluginLogReader& reader, std::string* error);
+
+// The enable decision and the request path with their texts, as the report and explain show.
+nlohmann::json enableJson(const Capture& capture);
+nlohmann::json processJson(const Capture& capture);
+nlohmann::json toJson(const Capture& capture);
+// One line for people: answer or path, with the deciding value.
+std::string describeEnable(const Capture& capture);
+std::string describeProcess(const Capture& capture);
+
+}  // namespace korasim::logread
