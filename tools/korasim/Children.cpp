@@ -55,14 +55,7 @@ pid_t launch(const std::vector<std::string>& command, const std::string& base) {
 
 }  // namespace
 
-ScratchDir::ScratchDir(const char* prefix) {
-    const char* tmp = getenv("TMPDIR");
-    std::string pattern = std::string(tmp && *tmp ? tmp : "/tmp") + "/" + prefix + "-XXXXXX";
-    if (mkdtemp(pattern.data()) == nullptr)
-        throw std::runtime_error("cannot create a scratch directory under " + pattern);
-    m_path = pattern;
-    registerTemporaryTree(m_path);
-}
+ScratchDir::ScratchDir(const char* prefix) : m_path(createTemporaryTree(prefix)) {}
 
 ScratchDir::~ScratchDir() {
     std::error_code ignored;

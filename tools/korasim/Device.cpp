@@ -62,17 +62,8 @@ std::string defaultLibraryDir() {
 
 DeviceRoot::DeviceRoot(const std::string& root, bool keep) : m_remove(false) {
     if (root.empty()) {
-        const char* tmp = getenv("TMPDIR");
-        std::string pattern = std::string(tmp && *tmp ? tmp : "/tmp") + "/korasim-device-XXXXXX";
-        std::vector<char> buffer(pattern.begin(), pattern.end());
-        buffer.push_back('\0');
-        if (mkdtemp(buffer.data()) == nullptr) {
-            throw std::runtime_error("cannot create a temporary device root");
-        }
-        m_root = buffer.data();
         m_remove = !keep;
-        if (m_remove)
-            registerTemporaryTree(m_root);
+        m_root = createTemporaryTree("korasim-device", m_remove);
     } else {
         std::error_code ec;
         fs::create_directories(root, ec);

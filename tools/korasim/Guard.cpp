@@ -3,6 +3,7 @@
 #include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <pthread.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -13,6 +14,7 @@
 #include <algorithm>
 #include <atomic>
 #include <mutex>
+#include <stdexcept>
 
 namespace korasim {
 
@@ -20,6 +22,7 @@ namespace {
 
 constexpr size_t kSlots = 4;
 constexpr size_t kPathMax = 4096;
+constexpr int kStopSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};
 
 // Fixed storage: signal handlers read it without locks or allocation.
 char gStep[256] = "starting";
@@ -75,6 +78,19 @@ bool removeEntries(int dir) {
     }
 }
 
+void registerTemporaryTree(const std::string& path) {
+    std::lock_guard<std::mutex> guard(gTreeLock);
+    if (path.size() >= kPathMax)
+        return;
+    for (size_t i = 0; i < kSlots; ++i) {
+        if (!gTreeUsed[i].load()) {
+            memcpy(gTrees[i], path.c_str(), path.size() + 1);
+            gTreeUsed[i].store(true);
+            return;
+        }
+    }
+}
+
 void removeRegisteredTrees() {
     for (size_t i = 0; i < kSlots; ++i) {
         if (gTreeUsed[i].exchange(false))
@@ -120,7 +136,7 @@ void installGuard() {
     std::call_once(once, [] {
         for (int signo : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT})
             signal(signo, onFatalSignal);
-        for (int signo : {SIGINT, SIGTERM, SIGHUP, SIGPIPE})
+        for (int signo : kStopSignals)
             signal(signo, onStopSignal);
         atexit(removeRegisteredTrees);
     });
@@ -136,17 +152,23 @@ std::string currentStep() {
     return gStep;
 }
 
-void registerTemporaryTree(const std::string& path) {
-    std::lock_guard<std::mutex> guard(gTreeLock);
-    if (path.size() >= kPathMax)
-        return;
-    for (size_t i = 0; i < kSlots; ++i) {
-        if (!gTreeUsed[i].load()) {
-            memcpy(gTrees[i], path.c_str(), path.size() + 1);
-            gTreeUsed[i].store(true);
-            return;
-        }
-    }
+std::string createTemporaryTree(const char* prefix, bool guarded) {
+    const char* tmp = getenv("TMPDIR");
+    std::string path = std::string(tmp && *tmp ? tmp : "/tmp") + "/" + prefix + "-XXXXXX";
+    sigset_t stopSignals;
+    sigset_t previous;
+    sigemptyset(&stopSignals);
+    for (int signo : kStopSignals)
+        sigaddset(&stopSignals, signo);
+    pthread_sigmask(SIG_BLOCK, &stopSignals, &previous);
+    const bool made = mkdtemp(path.data()) != nullptr;
+    if (made && guarded)
+        registerTemporaryTree(path);
+    pthread_sigmask(SIG_SETMASK, &previous, nullptr);
+    if (!made)
+        throw std::runtime_error("cannot create a temporary directory " + path + ": " +
+                                 strerror(errno));
+    return path;
 }
 
 void forgetTemporaryTree(const std::string& path) {

@@ -15,8 +15,11 @@ void installGuard();
 void setCurrentStep(const std::string& text);
 std::string currentStep();
 
-// A tree removed by the guard if the process ends before forgetTemporaryTree.
-void registerTemporaryTree(const std::string& path);
+// Creates a fresh directory "$TMPDIR/<prefix>-XXXXXX" (TMPDIR defaults to /tmp) and returns its
+// path. When `guarded`, the guard removes it if the process ends before forgetTemporaryTree; the
+// stop signals are held back from creation to registration, so no signal finds the directory
+// made but not yet known. Throws std::runtime_error naming the pattern when creation fails.
+std::string createTemporaryTree(const char* prefix, bool guarded = true);
 void forgetTemporaryTree(const std::string& path);
 
 // Removes a directory tree with system calls only (no allocation), so that a signal handler may
