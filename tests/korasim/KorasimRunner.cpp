@@ -56,7 +56,10 @@ Result runKorasim(const Scratch& scratch, const std::vector<std::string>& args) 
     }
     const std::string report = scratch.path("report.json");
     fs::remove(report);
-    if (!hasReport && (args.empty() || args.front() != "explain"))
+    // Only the commands that run a session write a report.
+    const bool runsSession =
+        !args.empty() && (args[0] == "run" || args[0] == "replay" || args[0] == "demo");
+    if (!hasReport && runsSession)
         command += " --report " + quote(report);
     command += " >" + quote(scratch.path("stdout")) + " 2>" + quote(scratch.path("stderr"));
     const int status = system(command.c_str());

@@ -28,7 +28,8 @@ class Scratch {
     std::string m_dir;
 };
 
-// korasim <args...> with the report at <scratch>/report.json unless args name one.
+// korasim <args...>; run, replay and demo write the report to <scratch>/report.json unless args
+// name one.
 Result runKorasim(const Scratch& scratch, const std::vector<std::string>& args);
 // Writes `session` to session.json and runs it with a device root inside the scratch directory.
 Result runSession(const Scratch& scratch, const nlohmann::json& session,

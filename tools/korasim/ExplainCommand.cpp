@@ -1,5 +1,7 @@
 #include "ExplainCommand.h"
 
+#include "SessionOptions.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -15,63 +17,6 @@ using nlohmann::json;
 
 namespace korasim {
 namespace {
-
-const char* const kUsage =
-    "usage: korasim explain LOG [--json FILE] [--pid N] [--session-out DIR] [--details]\n"
-    "                       [--html FILE]\n";
-
-struct Options {
-    std::string log, jsonFile, sessionDir, htmlFile;
-    int pid = 0;
-    bool details = false;
-};
-
-bool parse(int argc, char** argv, Options& o, std::string& error) {
-    for (int i = 2; i < argc; ++i) {
-        const std::string a = argv[i];
-        auto value = [&](std::string& out) {
-            if (i + 1 >= argc) {
-                error = a + " needs a value";
-                return false;
-            }
-            out = argv[++i];
-            return true;
-        };
-        std::string pid;
-        if (a == "--json") {
-            if (!value(o.jsonFile))
-                return false;
-        } else if (a == "--html") {
-            if (!value(o.htmlFile))
-                return false;
-        } else if (a == "--session-out") {
-            if (!value(o.sessionDir))
-                return false;
-        } else if (a == "--pid") {
-            if (!value(pid))
-                return false;
-            char* end = nullptr;
-            o.pid = static_cast<int>(strtol(pid.c_str(), &end, 10));
-            if (*end != '\0' || o.pid <= 0) {
-                error = "--pid must be a process id";
-                return false;
-            }
-        } else if (a == "--details") {
-            o.details = true;
-        } else if (a.rfind("--", 0) == 0) {
-            error = "unknown option " + a;
-            return false;
-        } else if (o.log.empty()) {
-            o.log = a;
-        } else {
-            error = "explain reads one log file";
-            return false;
-        }
-    }
-    if (o.log.empty())
-        error = "explain needs a log file";
-    return error.empty();
-}
 
 std::string summaryLine(const logread::Capture& c) {
     std::string line = (c.time.empty() ? std::string("(no time)") : c.time) + "  pid " +
@@ -120,13 +65,24 @@ bool writeFile(const std::string& path, const std::string& text) {
 
 }  // namespace
 
-int explainCommand(int argc, char** argv) {
-    Options o;
+CLI::App* addExplainCommand(CLI::App& app, ExplainOptions& o) {
+    CLI::App* explain =
+        app.add_subcommand("explain", "explains the plugin's decisions from a device log");
+    explain->add_option("LOG", o.log, "the device log (logcat text)")->required();
+    explain->add_option("--json", o.jsonFile, "writes every capture as JSON")->option_text("FILE");
+    explain->add_option("--pid", o.pid, "only the captures of this process")
+        ->check(finiteNumber(1))
+        ->option_text("N");
+    explain->add_option("--session-out", o.sessionDir, "writes a session per capture")
+        ->option_text("DIR");
+    explain->add_flag("--details", o.details, "every check, cost and dump under each capture");
+    explain->add_option("--html", o.htmlFile, "writes the captures as one HTML page")
+        ->option_text("FILE");
+    return explain;
+}
+
+int explainCommand(const ExplainOptions& o) {
     std::string error;
-    if (!parse(argc, argv, o, error)) {
-        fprintf(stderr, "korasim explain: %s\n%s", error.c_str(), kUsage);
-        return 2;
-    }
     logread::PluginLogReader reader;
     if (!logread::readLogFile(o.log, reader, &error)) {
         fprintf(stderr, "korasim explain: cannot read %s\n", error.c_str());

@@ -1,0 +1,175 @@
+#include "SessionOptions.h"
+
+#include <stdio.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <vector>
+
+#include "Budget.h"
+#include "DailyCommands.h"
+#include "ReplayDumps.h"
+#include "html/PageRecorder.h"
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+
+namespace korasim {
+namespace {
+
+// A CLI11 check from one of korasim's own parsers, which throw std::invalid_argument.
+template <typename Parse>
+CLI::Validator checkWith(const std::string& description, Parse parse) {
+    return CLI::Validator(
+        [parse](std::string& value) {
+            try {
+                parse(value);
+                return std::string();
+            } catch (const std::invalid_argument& e) {
+                return std::string(e.what());
+            }
+        },
+        description);
+}
+
+}  // namespace
+
+CLI::Validator finiteNumber(double min) {
+    return CLI::Validator(
+        [min](std::string& value) {
+            double v = 0;
+            if (!CLI::detail::lexical_cast(value, v) || !std::isfinite(v))
+                return "\"" + value + "\" is not a number";
+            char limit[32];
+            snprintf(limit, sizeof(limit), "%g", min);
+            if (v < min)
+                return "\"" + value + "\" is below " + limit;
+            return std::string();
+        },
+        "NUMBER");
+}
+
+void addPluginOptions(CLI::App& command, std::string& plugin, std::string& libDir) {
+    command
+        .add_option("--plugin", plugin,
+                    "the plugin library (default <lib-dir>/com.orvane.plugin.sdsr.so)")
+        ->envname("KORASIM_PLUGIN")
+        ->option_text("PATH");
+    command
+        .add_option("--lib-dir", libDir,
+                    "where the plugin and the substitute libraries are (default: beside korasim)")
+        ->envname("KORASIM_LIB_DIR")
+        ->option_text("DIR");
+}
+
+void addMaxMemoryOption(CLI::App& command, std::string& maxMemory) {
+    command
+        .add_option("--max-memory", maxMemory,
+                    "budget of the buffers of one request (default 2G; 1500M, 800000k, bytes)")
+        ->check(checkWith("SIZE", [](const std::string& v) { parseBytes(v); }))
+        ->option_text("SIZE");
+}
+
+void addSessionOptions(CLI::App& command, SessionArgs& args) {
+    addPluginOptions(command, args.plugin, args.libDir);
+    command
+        .add_option("--root", args.root, "device tree to use and keep (default: a temporary one)")
+        ->option_text("DIR");
+    command
+        .add_option("--report", args.report,
+                    "where the JSON report goes (default <out>/report.json, else "
+                    "korasim-report.json)")
+        ->option_text("FILE");
+    command.add_option("--out", args.outDir, "where output images and copies of dumps go")
+        ->option_text("DIR");
+    command.add_option("--html", args.html, "writes the run as one HTML page")->option_text("FILE");
+    // An optional value: `--logcat=SPEC`, or `--logcat SPEC` when a word follows that is not
+    // an option and not the session file still to come.
+    command
+        .add_option_function<std::string>(
+            "--logcat",
+            [&args](const std::string& spec) {
+                args.logcat = true;
+                args.logcatSpec = spec;
+            },
+            "echo the plugin's log lines to stderr, filtered like logcat (e.g. "
+            "--logcat='SDSR:I VoAlgoEngine:W *:S')")
+        ->expected(0, 1)
+        ->check(checkWith("SPEC", [](const std::string& v) { LogFilter::parse(v); }))
+        ->option_text("[=SPEC]");
+    command
+        .add_option("--channel", args.channel,
+                    "the log channel --logcat echoes: online (default), offline or both")
+        ->check(CLI::IsMember({"online", "offline", "both"}))
+        ->option_text("online|offline|both");
+}
+
+RunOptions runOptions(const SessionArgs& args, const std::string& sessionName) {
+    RunOptions o;
+    o.pluginPath = args.plugin;
+    o.libDir = args.libDir;
+    o.root = args.root;
+    o.outDir = args.outDir;
+    o.logcat = args.logcat;
+    o.logcatFilter = args.logcatSpec;
+    o.channel = parseChannel(args.channel);
+    o.sessionName = sessionName;
+    return o;
+}
+
+std::string reportPath(const SessionArgs& args) {
+    if (!args.report.empty())
+        return args.report;
+    if (!args.outDir.empty())
+        return args.outDir + "/report.json";
+    return "korasim-report.json";
+}
+
+void writeReport(const json& report, const std::string& path) {
+    std::error_code ec;
+    const fs::path parent = fs::path(path).parent_path();
+    if (!parent.empty())
+        fs::create_directories(parent, ec);
+    std::ofstream out(path);
+    out << report.dump(2) << "\n";
+    out.close();
+    if (!out)
+        throw std::runtime_error("cannot write the report " + path);
+}
+
+void printSummary(const Runner& runner) {
+    for (const auto& line : runner.summary())
+        printf("%s\n", line.c_str());
+}
+
+int runSession(const Session& session, const SessionArgs& args, const std::string& name,
+               const std::string& compare) {
+    checkMemoryBudget(session,
+                      args.maxMemory.empty() ? kDefaultMemoryBudget : parseBytes(args.maxMemory));
+    Runner runner(session, runOptions(args, name));
+    html::PageRecorder page(args.html);
+    std::vector<uint8_t> output;
+    runner.setProcessedCallback([&](const ProcessedRequest& r) {
+        page.onProcessed(r);
+        if (!compare.empty() && !r.outputs.empty())
+            output = r.outputs.front()->visibleBytes();
+    });
+    runner.run();
+    printSummary(runner);
+    json report = runner.report();
+    if (!compare.empty()) {
+        report["compare"] = compareWithDump(output, compare);
+        printf("compare: %s (%s)\n", describeComparison(report["compare"]).c_str(),
+               compare.c_str());
+    }
+    const std::string path = reportPath(args);
+    writeReport(report, path);
+    printf("report: %s\n", path.c_str());
+    page.write(report);
+    if (page.enabled())
+        printf("page: %s\n", page.path().c_str());
+    return reportExpectations(session, report);
+}
+
+}  // namespace korasim
