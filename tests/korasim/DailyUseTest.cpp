@@ -196,8 +196,10 @@ TEST(KorasimDailyUse, LogcatFiltersLikeLogcatAndPicturesShowTheChange) {
     EXPECT_FALSE(contains(r.err, "VoAlgoEngine"));
     EXPECT_FALSE(contains(r.err, " offline: "));
     EXPECT_TRUE(contains(r.err, "--------- steps[3] processRequest (plugin sdsr)")) << r.err;
-    const Result offline =
-        runSession(scratch, json::object(), {"--logcat", "--channel", "offline"});
+    // A bare --logcat leaves the session file after it alone.
+    const Result offline = runKorasim(
+        scratch, {"run", "--channel", "offline", "--logcat", scratch.path("session.json")});
+    ASSERT_EQ(offline.exitCode, 0) << offline.err;
     EXPECT_TRUE(contains(offline.err, " offline: "));
     EXPECT_FALSE(contains(offline.err, " SDSR: "));
 
@@ -214,11 +216,12 @@ TEST(KorasimDailyUse, VersionAndHelpOfEachCommand) {
     Scratch scratch;
     const Result version = runKorasim(scratch, {"--version"});
     EXPECT_EQ(version.exitCode, 0);
-    EXPECT_EQ(version.out.rfind("korasim ", 0), 0u) << version.out;
+    EXPECT_EQ(version.out.rfind("korasim 1.1.0", 0), 0u) << version.out;
     const std::vector<std::pair<const char*, const char*>> help = {{"run", "--max-memory"},
                                                                    {"test", "--junit"},
                                                                    {"replay", "--compare"},
-                                                                   {"demo", "--threads"}};
+                                                                   {"demo", "--threads"},
+                                                                   {"explain", "--session-out"}};
     for (const auto& h : help) {
         const Result r = runKorasim(scratch, {h.first, "--help"});
         EXPECT_EQ(r.exitCode, 0) << h.first;

@@ -80,27 +80,34 @@ TEST(KorasimErrors, BadArgumentsExitWithTwoAndAnInternalFailureWithOne) {
     Scratch scratch;
     scratch.write("session.json", "{}");
     const std::string session = scratch.path("session.json");
-    const std::vector<std::vector<std::string>> badArguments = {
-        {},
-        {"fly"},
-        {"run"},
-        {"run", session, "--colour"},
-        {"run", session, "--root"},
-        {"run", scratch.path("missing.json")},
-        {"replay", scratch.path("capture.yuv")},
-        {"replay", scratch.path("capture.yuv"), "--size", "4000by3000"},
-        {"replay", scratch.path("capture.yuv"), "--size", "64x48", "--format", "yuyv"},
-        {"demo", "--threads", "0"},
+    // Each names what is wrong and where the command's options are explained.
+    const std::vector<std::pair<std::vector<std::string>, std::string>> badArguments = {
+        {{}, "no command"},
+        {{"fly"}, "unknown command \"fly\""},
+        {{"run"}, "SESSION is required"},
+        {{"run", session, "--colour"}, "--colour"},
+        {{"run", session, "--report", scratch.path("r.json"), "--root"}, "--root"},
+        {{"run", session, "--channel", "up"}, "--channel"},
+        {{"test", scratch.dir(), "--jobs", "two"}, "--jobs"},
+        {{"test", scratch.dir(), "--timeout", "nan"}, "--timeout"},
+        {{"replay", scratch.path("capture.yuv")}, "--format"},
+        {{"replay", scratch.path("capture.yuv"), "--size", "4000by3000"}, "--size"},
+        {{"replay", scratch.path("capture.yuv"), "--size", "64x48", "--format", "yuyv"}, "yuyv"},
+        {{"demo", "--threads", "0"}, "--threads"},
     };
-    for (const auto& args : badArguments) {
+    for (const auto& c : badArguments) {
         std::string joined;
-        for (const auto& a : args)
+        for (const auto& a : c.first)
             joined += a + " ";
         SCOPED_TRACE(joined);
-        const Result r = runKorasim(scratch, args);
+        const Result r = runKorasim(scratch, c.first);
         EXPECT_EQ(r.exitCode, 2) << r.err;
         EXPECT_NE(r.err.find("korasim: "), std::string::npos);
+        EXPECT_NE(r.err.find(c.second), std::string::npos) << r.err;
+        EXPECT_NE(r.err.find("--help"), std::string::npos) << r.err;
     }
+    const Result missingSession = runKorasim(scratch, {"run", scratch.path("missing.json")});
+    EXPECT_EQ(missingSession.exitCode, 2) << missingSession.err;
     const Result missingPlugin =
         runKorasim(scratch, {"run", session, "--plugin", scratch.path("nothing.so")});
     EXPECT_EQ(missingPlugin.exitCode, 1) << missingPlugin.err;

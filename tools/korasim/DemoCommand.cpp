@@ -30,8 +30,7 @@ CLI::App* addDemoCommand(CLI::App& app, DemoArgs& args) {
     demo->add_option("--threads", args.threads, "the reference algorithm's worker threads")
         ->check(finiteNumber(1))
         ->option_text("N");
-    demo->add_flag("--no-html", args.noHtml, "no report.html beside the report")
-        ->excludes("--html");
+    demo->add_flag("--no-html", args.noHtml, "no page, not even one --html names");
     return demo;
 }
 

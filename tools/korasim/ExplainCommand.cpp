@@ -78,6 +78,9 @@ CLI::App* addExplainCommand(CLI::App& app, ExplainOptions& o) {
     explain->add_flag("--details", o.details, "every check, cost and dump under each capture");
     explain->add_option("--html", o.htmlFile, "writes the captures as one HTML page")
         ->option_text("FILE");
+    explain->footer(
+        "Exit status: 0 when the log was read (also when it holds no plugin line), 2 for an\n"
+        "unreadable log or bad arguments, 1 when an output file cannot be written.");
     return explain;
 }
 

@@ -51,8 +51,7 @@ CLI::App* addReplayCommand(CLI::App& app, ReplayArgs& args) {
     replay->add_option("FILE|DIR", args.input, "the dump, or a folder of dumps")->required();
     replay
         ->add_option("--format", args.format,
-                     "required unless --session states it: the dump extension is .NV12 for NV21 "
-                     "and NV12 alike")
+                     "required unless --session states it: a .NV12 dump may hold either")
         ->check(CLI::IsMember({"nv21", "nv12"}))
         ->option_text("nv21|nv12");
     replay->add_option("--size", args.size, "the image size (default: from the dump's name)")

@@ -6,8 +6,7 @@ namespace korasim {
 CLI::App* addRunCommand(CLI::App& app, RunArgs& args) {
     CLI::App* run = app.add_subcommand(
         "run",
-        "runs a session and reports everything the plugin did; exit 3 when a step's "
-        "\"expect\" does not hold");
+        "runs a session and reports everything the plugin did (exit 3: an \"expect\" failed)");
     run->add_option("SESSION", args.session, "the session file (JSON)")->required();
     addSessionOptions(*run, args.common);
     addMaxMemoryOption(*run, args.common.maxMemory);

@@ -53,12 +53,12 @@ CLI::Validator finiteNumber(double min) {
 void addPluginOptions(CLI::App& command, std::string& plugin, std::string& libDir) {
     command
         .add_option("--plugin", plugin,
-                    "the plugin library (default <lib-dir>/com.orvane.plugin.sdsr.so)")
+                    "the plugin (default <lib-dir>/com.orvane.plugin.sdsr.so; $KORASIM_PLUGIN)")
         ->envname("KORASIM_PLUGIN")
         ->option_text("PATH");
     command
         .add_option("--lib-dir", libDir,
-                    "where the plugin and the substitute libraries are (default: beside korasim)")
+                    "the libraries' folder (default beside korasim; $KORASIM_LIB_DIR)")
         ->envname("KORASIM_LIB_DIR")
         ->option_text("DIR");
 }
@@ -66,7 +66,7 @@ void addPluginOptions(CLI::App& command, std::string& plugin, std::string& libDi
 void addMaxMemoryOption(CLI::App& command, std::string& maxMemory) {
     command
         .add_option("--max-memory", maxMemory,
-                    "budget of the buffers of one request (default 2G; 1500M, 800000k, bytes)")
+                    "the buffers of one request at most (default 2G; 1500M, 800000k, bytes)")
         ->check(checkWith("SIZE", [](const std::string& v) { parseBytes(v); }))
         ->option_text("SIZE");
 }
@@ -74,18 +74,20 @@ void addMaxMemoryOption(CLI::App& command, std::string& maxMemory) {
 void addSessionOptions(CLI::App& command, SessionArgs& args) {
     addPluginOptions(command, args.plugin, args.libDir);
     command
-        .add_option("--root", args.root, "device tree to use and keep (default: a temporary one)")
+        .add_option("--root", args.root,
+                    "the device tree to use and keep (default: a temporary one)")
         ->option_text("DIR");
     command
         .add_option("--report", args.report,
-                    "where the JSON report goes (default <out>/report.json, else "
-                    "korasim-report.json)")
+                    "the JSON report (default <out>/report.json, else korasim-report.json)")
         ->option_text("FILE");
-    command.add_option("--out", args.outDir, "where output images and copies of dumps go")
+    command
+        .add_option("--out", args.outDir,
+                    "the output images, as raw and PNG pictures, and copies of the dumps")
         ->option_text("DIR");
     command.add_option("--html", args.html, "writes the run as one HTML page")->option_text("FILE");
-    // An optional value: `--logcat=SPEC`, or `--logcat SPEC` when a word follows that is not
-    // an option and not the session file still to come.
+    // A value only as `--logcat=SPEC` (joinLogcatSpec reads `--logcat SPEC` as that). No value
+    // expected as (0, 0), not (0): that would make it a flag whose bare form means "true".
     command
         .add_option_function<std::string>(
             "--logcat",
@@ -93,9 +95,8 @@ void addSessionOptions(CLI::App& command, SessionArgs& args) {
                 args.logcat = true;
                 args.logcatSpec = spec;
             },
-            "echo the plugin's log lines to stderr, filtered like logcat (e.g. "
-            "--logcat='SDSR:I VoAlgoEngine:W *:S')")
-        ->expected(0, 1)
+            "echo the plugin's log to stderr, filtered like logcat: --logcat='SDSR:I *:S'")
+        ->expected(0, 0)
         ->check(checkWith("SPEC", [](const std::string& v) { LogFilter::parse(v); }))
         ->option_text("[=SPEC]");
     command
@@ -103,6 +104,18 @@ void addSessionOptions(CLI::App& command, SessionArgs& args) {
                     "the log channel --logcat echoes: online (default), offline or both")
         ->check(CLI::IsMember({"online", "offline", "both"}))
         ->option_text("online|offline|both");
+}
+
+void joinLogcatSpec(std::vector<std::string>& args) {
+    for (size_t i = 0; i + 1 < args.size(); ++i) {
+        const std::string& next = args[i + 1];
+        const size_t colon = next.find(':');
+        if (args[i] == "--logcat" && colon != 0 && colon != std::string::npos && next[0] != '-' &&
+            !fs::exists(next)) {
+            args[i] += "=" + next;
+            args.erase(args.begin() + static_cast<std::ptrdiff_t>(i) + 1);
+        }
+    }
 }
 
 RunOptions runOptions(const SessionArgs& args, const std::string& sessionName) {

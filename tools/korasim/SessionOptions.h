@@ -6,6 +6,7 @@
 #include <limits>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -39,6 +40,11 @@ void addPluginOptions(CLI::App& command, std::string& plugin, std::string& libDi
 void addMaxMemoryOption(CLI::App& command, std::string& maxMemory);
 // The plugin options, --root, --report, --out, --html, --logcat[=SPEC] and --channel.
 void addSessionOptions(CLI::App& command, SessionArgs& args);
+
+// Rewrites `--logcat SPEC` as `--logcat=SPEC` when SPEC looks like a filter spec (TAG:PRIORITY)
+// and names no file. CLI11 gives an option with an optional value every word that follows it,
+// so the session file after a bare --logcat would be taken as its spec.
+void joinLogcatSpec(std::vector<std::string>& args);
 
 RunOptions runOptions(const SessionArgs& args, const std::string& sessionName);
 // --report, else <--out>/report.json, else korasim-report.json.

@@ -6,19 +6,17 @@ namespace korasim {
 CLI::App* addTestCommand(CLI::App& app, TestArgs& args) {
     CLI::App* test = app.add_subcommand(
         "test",
-        "runs every session (a folder's *.json) in its own process and prints a pass/fail "
-        "table; exit 3 when any session failed");
+        "runs sessions (a folder's *.json), each in its own process, into a pass/fail table");
     test->add_option("SESSIONS", args.test.inputs, "session files and folders of them")
         ->required()
         ->option_text("DIR|FILES...");
     test->add_option("--junit", args.test.junit, "also writes the results as JUnit XML")
         ->option_text("FILE");
-    test->add_option("--jobs", args.test.jobs, "sessions run at once (default 2)")
+    test->add_option("--jobs", args.test.jobs, "the sessions run at once (default 2)")
         ->check(finiteNumber(1))
         ->option_text("N");
     test->add_option("--timeout", args.test.timeoutSeconds,
-                     "a session still running after S seconds (default 120; 0: no limit) is "
-                     "stopped and counted as an error")
+                     "stop a session after S seconds and count it as an error (120; 0: never)")
         ->check(finiteNumber(0))
         ->option_text("S");
     addMaxMemoryOption(*test, args.maxMemory);

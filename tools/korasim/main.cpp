@@ -43,7 +43,8 @@ std::string parseFailure(const CLI::App& app, const CLI::ParseError& e, const ch
 }
 
 // The arguments after the program name, with `help [COMMAND]` and `version` read as --help and
-// --version; in the reversed order CLI11 parses a vector in.
+// --version and `--logcat SPEC` as `--logcat=SPEC`; in the reversed order CLI11 parses a vector
+// in.
 std::vector<std::string> commandLine(int argc, char** argv) {
     std::vector<std::string> args(argv + 1, argv + argc);
     if (!args.empty() && args.front() == "help") {
@@ -52,6 +53,7 @@ std::vector<std::string> commandLine(int argc, char** argv) {
     } else if (!args.empty() && args.front() == "version") {
         args.front() = "--version";
     }
+    joinLogcatSpec(args);
     return std::vector<std::string>(args.rbegin(), args.rend());
 }
 
@@ -64,6 +66,7 @@ int main(int argc, char** argv) {
     app.set_version_flag("--version", "korasim " KORASIM_VERSION " (report format 1)");
     app.require_subcommand(1);
     app.footer(kExitStatus);
+    app.get_formatter()->column_width(34);
     RunArgs run;
     TestArgs test;
     ReplayArgs replay;
