@@ -1,13 +1,11 @@
 #include "ExplainCommand.h"
 
-#include "SessionOptions.h"
-
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
 
+#include "SessionOptions.h"
 #include "html/Page.h"
 #include "logread/PluginLog.h"
 #include "logread/SessionOut.h"
