@@ -15,6 +15,7 @@
 #include "BenchRegistry.h"
 #include "FloorProbes.h"
 #include "Images.h"
+#include "korahost/DeviceModelFiles.h"
 #include "korahost/HostControl.h"
 
 namespace sdsrbench {
@@ -34,7 +35,7 @@ FloorPaths floorPaths(const sdsrtest::DeviceTree& tree) {
     paths.meminfo = tree.path("/proc/meminfo");
     paths.version = tree.path("/odm/etc/camera/sdsr_version.txt");
     paths.board = tree.path("/sys/class/thermal/thermal_message/board_sensor_temp");
-    for (const auto& name : sdsrtest::modelFileNames())
+    for (const auto& name : korahost::deviceModelFiles())
         paths.models.push_back(tree.path("/data/vendor/camera/" + name));
     for (const auto& path : paths.models)
         paths.modelPointers.push_back(path.c_str());

@@ -16,7 +16,7 @@ struct LuxInfoRecord;
 namespace metahelper {
 
 class MetaHelper {
-public:
+  public:
     virtual ~MetaHelper() = default;
     virtual int queryExposureInfo(std::shared_ptr<VoMetadata> meta, void* record) = 0;
     virtual int queryFaceInfo(std::shared_ptr<VoMetadata> meta, void* record) = 0;
@@ -26,7 +26,7 @@ public:
 };
 
 class MetaHelperFactory {
-public:
+  public:
     virtual ~MetaHelperFactory() = default;  // two slots precede prepare()
     virtual int prepare() = 0;
     virtual std::shared_ptr<MetaHelper> createMetaHelper() = 0;

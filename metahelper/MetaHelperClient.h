@@ -9,7 +9,7 @@
 namespace metahelper {
 
 class MetaHelperClient {
-public:
+  public:
     // The one client of the process, created on first use and destroyed at process exit.
     static MetaHelperClient& getInstance();
 
@@ -22,7 +22,7 @@ public:
     // then retries the load).
     std::shared_ptr<MetaHelper> getMetaHelper();
 
-private:
+  private:
     void load();
 
     void* m_handle;

@@ -4,6 +4,7 @@
 # seed corpora in tests/fuzz/corpus/.
 #
 # Usage: scripts/fuzz.sh [seconds per target, default 60] [target ...]
+#        RUNS=1000000 scripts/fuzz.sh 3600 requests   (stop at RUNS executions, or the time limit)
 # Targets: requests devicefiles session (default: all that are built).
 # New inputs collect in build/fuzz/corpus/<target>/, crashes in build/fuzz/artifacts/. A crash
 # is copied into the seed corpus by hand once fixed, so the suite replays it from then on.
@@ -37,7 +38,8 @@ for target in "${targets[@]}"; do
   log="$build/fuzz-$target.log"
   mkdir -p "$corpus"
   echo "==== fuzz.sh: $target for ${seconds} s (log: $log)"
-  if "$build/bin/fuzz_$target" -max_total_time="$seconds" -timeout=20 -print_final_stats=1 \
+  if "$build/bin/fuzz_$target" -max_total_time="$seconds" ${RUNS:+-runs="$RUNS"} -timeout=20 \
+      -print_final_stats=1 \
       -artifact_prefix="$build/artifacts/$target-" "$corpus" "tests/fuzz/corpus/$target" \
       >"$log" 2>&1; then
     result=ok

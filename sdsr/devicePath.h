@@ -17,16 +17,20 @@ namespace voalgo2 {
 #ifdef SDSR_HOST_BUILD
 inline std::string devicePath(const char* path) {
     const char* root = getenv("KORA_DEVICE_ROOT");
-    if (root == nullptr || root[0] == '\0' || path == nullptr) return path ? path : "";
+    if (root == nullptr || root[0] == '\0' || path == nullptr)
+        return path ? path : "";
     std::string mapped;
     mapped.reserve(strlen(root) + 1 + strlen(path));  // one allocation per path
     mapped += root;
-    if (path[0] != '/') mapped += '/';
+    if (path[0] != '/')
+        mapped += '/';
     mapped += path;
     return mapped;
 }
 #else
-inline std::string devicePath(const char* path) { return path ? path : ""; }
+inline std::string devicePath(const char* path) {
+    return path ? path : "";
+}
 #endif
 
 }  // namespace voalgo2

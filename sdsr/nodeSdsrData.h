@@ -44,10 +44,10 @@ inline float metaFirstValue<float>(const MetadataEntry& entry) {
 // Reads the first value of a tag, by name, into `out`. False (and `out` untouched) when the
 // tag is absent or empty; `logName` names the tag in that log line only.
 template <typename T>
-bool readMeta(std::shared_ptr<VoMetadata> meta, const char* tagName, const char* logName,
-              T& out) {
+bool readMeta(std::shared_ptr<VoMetadata> meta, const char* tagName, const char* logName, T& out) {
     MetadataEntry entry{};
-    if (meta != nullptr && tagName != nullptr) entry = meta->find(tagName);
+    if (meta != nullptr && tagName != nullptr)
+        entry = meta->find(tagName);
     if (entry.count != 0 && entry.data.u8 != nullptr) {
         out = metaFirstValue<T>(entry);
         return true;
@@ -61,7 +61,8 @@ bool readMeta(std::shared_ptr<VoMetadata> meta, const char* tagName, const char*
 template <typename T>
 bool readMeta(std::shared_ptr<VoMetadata> meta, unsigned int tag, const char* logName, T& out) {
     MetadataEntry entry{};
-    if (meta != nullptr) entry = meta->find(tag);
+    if (meta != nullptr)
+        entry = meta->find(tag);
     if (entry.count != 0 && entry.data.u8 != nullptr) {
         out = metaFirstValue<T>(entry);
         return true;
@@ -87,7 +88,8 @@ int setMeta(std::shared_ptr<VoMetadata> meta, const char* tagName, const T* data
     }
     unsigned int tag = 0;
     int status = -1;
-    if (VoMetadata::getTagFromName(tagName, &tag) == 0) status = meta->update(tag, data, count);
+    if (VoMetadata::getTagFromName(tagName, &tag) == 0)
+        status = meta->update(tag, data, count);
     VO_LOG(D, VOA_LOG_TAG, SDSR_GROUP_PLUGIN, NODE_DATA_H_SOURCE, "update tagName = %s ret = %d",
            tagName, status);
     return status;
@@ -104,7 +106,7 @@ static_assert(sizeof(LuxInfoRecord) == 120, "lux record size");
 static_assert(offsetof(LuxInfoRecord, luxIndex) == 96, "lux index at byte 96");
 
 class NodeSdsrData {
-public:
+  public:
     NodeSdsrData();
     virtual ~NodeSdsrData();
     NodeSdsrData(const NodeSdsrData&) = delete;
@@ -126,7 +128,7 @@ public:
     // The board sensor node's value; 0 on any failure.
     static int getBoardTemperature(std::shared_ptr<VoMetadata> meta);
 
-private:
+  private:
     unsigned int m_initFirst;
     unsigned int m_initSecond;
     int m_initThird;

@@ -20,7 +20,7 @@ constexpr int BYPASS_SDSR_RAM = 512000;
 constexpr int BYPASS_SDSR_PROCESS_COUNT = 2;
 
 class SdSrPlugin : public PluginWraper {
-public:
+  public:
     SdSrPlugin();
     ~SdSrPlugin() override;
 
@@ -29,10 +29,9 @@ public:
     void getBufferAccessTypeByPlugin(const ProcessRequestInfo* request,
                                      std::map<uint32_t, std::vector<VoBufferAccessType>>& perPort,
                                      VoBufferAccessType& accessType) override;
-    void getPreProcessBufferAccessType(
-        const ProcessRequestInfo* request,
-        std::map<uint32_t, std::vector<VoBufferAccessType>>& perPort,
-        VoBufferAccessType& accessType) override;
+    void getPreProcessBufferAccessType(const ProcessRequestInfo* request,
+                                       std::map<uint32_t, std::vector<VoBufferAccessType>>& perPort,
+                                       VoBufferAccessType& accessType) override;
     int processRequest(ProcessRequestInfo* request) override;
     int processRequest(ProcessRequestInfoV2* request) override;
     void customizeOutBufferFormats(std::map<int, VoaFrameInfo>& outFormats,
@@ -53,8 +52,7 @@ public:
     // ---- Device probes of the enable decision -------------------------------------------
     // Sums the numbers after ':' on the first line that contains each keyword; found keywords
     // are erased from `keywords`. False when the path is null or the file cannot be opened.
-    bool getDataByFileAndKeywords(const char* path, std::vector<std::string>& keywords,
-                                  float* out);
+    bool getDataByFileAndKeywords(const char* path, std::vector<std::string>& keywords, float* out);
     // MemFree + Buffers + Cached + SwapCached + KReclaimable from /proc/meminfo, in KB.
     float getFreeRam();
     // The version file's first line still equals the one read at construction.
@@ -68,10 +66,10 @@ public:
     // Writes the 768-byte multi-frame debug record into every buffer's metadata. Returns 0.
     int multiframeAlgoSetDebugInfo(ProcessRequestInfo* request);
     // Formats the dump file name; returns the formatter's result.
-    static int getDumpFileName(char* buffer, size_t size, const char* suffix,
-                               const char* timeText, int width, int height, float zoom);
+    static int getDumpFileName(char* buffer, size_t size, const char* suffix, const char* timeText,
+                               int width, int height, float zoom);
 
-private:
+  private:
     friend struct SdSrPluginTestAccess;
 
     void bindAlgoLibrary();
@@ -100,7 +98,7 @@ private:
 };
 
 class SdSrPluginProvider : public PluginWraperProvider {
-public:
+  public:
     unsigned int getVersion() const override;
     std::string plumaGetType() const override;
     PluginWraper* create() const override;

@@ -23,14 +23,14 @@ typedef enum ScriptedAlgoCallKind {
 // One recorded call. Strings the records pointed to are copied (cut at 255 bytes).
 typedef struct ScriptedAlgoCall {
     ScriptedAlgoCallKind kind;
-    int32_t result;                    // what the call returned (0 for GetVersion)
-    VoalgoAi_DIPS_Version version;     // GetVersion: the answer
-    VoalgoAi_DIPS_InitParams init;     // Init: the record as received (pointers as received)
-    VoalgoAi_DIPS_RunParams run;       // Run: the record as received
-    int handleWasNull;                 // Init: *handle was null on entry
-    char pathAssets[256];              // Init: copies of the two path strings
+    int32_t result;                 // what the call returned (0 for GetVersion)
+    VoalgoAi_DIPS_Version version;  // GetVersion: the answer
+    VoalgoAi_DIPS_InitParams init;  // Init: the record as received (pointers as received)
+    VoalgoAi_DIPS_RunParams run;    // Run: the record as received
+    int handleWasNull;              // Init: *handle was null on entry
+    char pathAssets[256];           // Init: copies of the two path strings
     char pathAssetsCompressed[256];
-    char imageName[256];               // Run: copy of the image name
+    char imageName[256];  // Run: copy of the image name
 } ScriptedAlgoCall;
 
 // Back to defaults: version 1.0.0.0, all results 0, Run transform on, no calls recorded, no live

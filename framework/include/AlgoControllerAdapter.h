@@ -14,7 +14,7 @@ enum : int {
 };
 
 class AlgoControllerAdapter {
-public:
+  public:
     explicit AlgoControllerAdapter(const std::string& algoName);
     ~AlgoControllerAdapter();
     AlgoControllerAdapter(const AlgoControllerAdapter&) = delete;
@@ -24,7 +24,7 @@ public:
     int getFlag();
     const std::string& name() const { return m_name; }
 
-private:
+  private:
     std::string m_name;
 };
 

@@ -8,7 +8,7 @@ enum DFXErrorCode : int32_t {
 };
 
 class CameraDFX {
-public:
+  public:
     // Reports one result code of a module. Module 7 is the capture algorithm module.
     static void ReportToDFX(DFXErrorCode code, int module);
 };

@@ -6,7 +6,7 @@
 namespace voalgo2 {
 
 class PluginUtils {
-public:
+  public:
     // Copies the two planes of a 4:2:0 semi-planar image (NV21 or NV12): `width` bytes per row,
     // `height` luma rows and (height + 1) / 2 chroma rows of width rounded up to even. One
     // memcpy per plane when both strides equal the width, row by row otherwise. Never touches a

@@ -13,7 +13,7 @@
 #include "VoaTypes.h"
 
 class PluginWraper {
-public:
+  public:
     PluginWraper() = default;
     PluginWraper(const PluginWraper&) = delete;
     PluginWraper& operator=(const PluginWraper&) = delete;
@@ -54,7 +54,7 @@ public:
 };
 
 class PluginWraperProvider : public voalgo2::Provider {
-public:
+  public:
     static const unsigned int PLUMA_INTERFACE_VERSION;
     static const std::string PLUMA_PROVIDER_TYPE;
 

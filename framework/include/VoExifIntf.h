@@ -12,7 +12,7 @@
 namespace VoExifMgr {
 
 class VoExifIntf {
-public:
+  public:
     VoExifIntf(const std::string& moduleName, uint64_t requestKey);
     ~VoExifIntf();
     VoExifIntf(const VoExifIntf&) = delete;
@@ -24,7 +24,7 @@ public:
     // Publishes the records; 0 on success, non-zero when already committed.
     int commit();
 
-private:
+  private:
     struct Record {
         std::string key;
         std::string value;

@@ -19,12 +19,12 @@ extern uint32_t gVoCamOfflineLogGroup;
 extern int32_t gVoCamDebugMask;
 
 class Log {
-public:
+  public:
     // Offered every online line first; a non-zero answer means the line was taken (encrypted
     // capture) and must not be written to the Android log.
     static int catchLogEncryptLog(uint32_t group, const char* fileName, int line,
-                                  const char* functionName, const char* level, const char* fmt,
-                                  ...) __attribute__((format(printf, 6, 7)));
+                                  const char* functionName, const char* level, const char* fmt, ...)
+        __attribute__((format(printf, 6, 7)));
     // Writes one line to the offline log system.
     static void logSystem(uint32_t group, const char* level, const char* fileName,
                           const char* functionName, int line, const char* fmt, ...)
@@ -54,26 +54,25 @@ public:
 // One log statement. LVL is the bare level letter (D, I, W, E); TAG, GROUP and SRC are the
 // Android tag, the log group bit and the source name; FMT must be a string literal. The gates are
 // tested first, so a closed gate costs a few loads and comparisons and no formatting.
-#define VO_LOG(LVL, TAG, GROUP, SRC, FMT, ...)                                                 \
-    do {                                                                                       \
-        const bool voOnline_ = ::vodebug::gVoCamLogLevel < VO_LOG_THRESHOLD_##LVL &&          \
-                               (::vodebug::gVoCamLogGroup & (GROUP)) != 0;                     \
-        const bool voOffline_ =                                                                \
-            ::vodebug::gVoCamOfflineLogLevel < VO_LOG_THRESHOLD_##LVL &&                       \
-            (::vodebug::gVoCamOfflineLogGroup & (GROUP)) != 0 &&                               \
-            (!VO_LOG_NEEDS_MASK_##LVL || ::vodebug::gVoCamDebugMask != 0);                     \
-        if (voOnline_ || voOffline_) {                                                         \
-            const char* voFile_ = ::vodebug::Log::getFileName(SRC);                            \
-            if (voOnline_ && ::vodebug::Log::catchLogEncryptLog((GROUP), voFile_, __LINE__,    \
-                                                                __func__, #LVL, FMT,           \
-                                                                ##__VA_ARGS__) == 0) {         \
-                __android_log_print(VO_LOG_PRIO_##LVL, TAG, "%s %s:%d %s()" FMT,               \
-                                    ::vodebug::Log::voaGroupToString(GROUP), voFile_,          \
-                                    __LINE__, __func__, ##__VA_ARGS__);                        \
-            }                                                                                  \
-            if (voOffline_) {                                                                  \
-                ::vodebug::Log::logSystem((GROUP), #LVL, voFile_, __func__, __LINE__, FMT,     \
-                                          ##__VA_ARGS__);                                      \
-            }                                                                                  \
-        }                                                                                      \
+#define VO_LOG(LVL, TAG, GROUP, SRC, FMT, ...)                                                  \
+    do {                                                                                        \
+        const bool voOnline_ = ::vodebug::gVoCamLogLevel < VO_LOG_THRESHOLD_##LVL &&            \
+                               (::vodebug::gVoCamLogGroup & (GROUP)) != 0;                      \
+        const bool voOffline_ = ::vodebug::gVoCamOfflineLogLevel < VO_LOG_THRESHOLD_##LVL &&    \
+                                (::vodebug::gVoCamOfflineLogGroup & (GROUP)) != 0 &&            \
+                                (!VO_LOG_NEEDS_MASK_##LVL || ::vodebug::gVoCamDebugMask != 0);  \
+        if (voOnline_ || voOffline_) {                                                          \
+            const char* voFile_ = ::vodebug::Log::getFileName(SRC);                             \
+            if (voOnline_ &&                                                                    \
+                ::vodebug::Log::catchLogEncryptLog((GROUP), voFile_, __LINE__, __func__, #LVL,  \
+                                                   FMT, ##__VA_ARGS__) == 0) {                  \
+                __android_log_print(VO_LOG_PRIO_##LVL, TAG, "%s %s:%d %s()" FMT,                \
+                                    ::vodebug::Log::voaGroupToString(GROUP), voFile_, __LINE__, \
+                                    __func__, ##__VA_ARGS__);                                   \
+            }                                                                                   \
+            if (voOffline_) {                                                                   \
+                ::vodebug::Log::logSystem((GROUP), #LVL, voFile_, __func__, __LINE__, FMT,      \
+                                          ##__VA_ARGS__);                                       \
+            }                                                                                   \
+        }                                                                                       \
     } while (0)

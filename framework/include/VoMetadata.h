@@ -59,7 +59,7 @@ enum : uint32_t {
 };
 
 class VoMetadata {
-public:
+  public:
     VoMetadata();
     ~VoMetadata();
     VoMetadata(const VoMetadata& other);
@@ -103,7 +103,7 @@ public:
     // Tag ids present, ascending.
     std::vector<uint32_t> tags() const;
 
-private:
+  private:
     struct Stored {
         uint8_t type;
         size_t count;
@@ -127,5 +127,6 @@ std::vector<RegisteredTag> registeredTags();
 
 template <typename F>
 void VoMetadata::forEachRegisteredTag(F&& f) {
-    for (const auto& t : korahost::registeredTags()) f(t.name, t.tag, t.type);
+    for (const auto& t : korahost::registeredTags())
+        f(t.name, t.tag, t.type);
 }

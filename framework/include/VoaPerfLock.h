@@ -14,23 +14,23 @@ enum Perf_Lock_Algo : int {
 // A boost lock object. Virtual slot order is fixed: dispose, plain acquire, algorithm acquire,
 // release. Owners end their use with dispose(), never delete.
 class VoaPerfLock {
-public:
+  public:
     /* 0 */ virtual void dispose() = 0;
     /* 1 */ virtual int AcquirePerfLock(unsigned int durationMs) = 0;
     /* 2 */ virtual int AcquirePerfLock(unsigned int durationMs, Perf_Lock_Algo algo) = 0;
     /* 3 */ virtual int ReleasePerfLock() = 0;
 
-protected:
+  protected:
     ~VoaPerfLock() = default;
 };
 
 class VoaPerfManager {
-public:
+  public:
     static VoaPerfManager* getInstance();
     // A new lock, or null when the service cannot make one.
     VoaPerfLock* CreatePerfLock();
 
-private:
+  private:
     VoaPerfManager() = default;
 };
 

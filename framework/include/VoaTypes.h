@@ -32,9 +32,9 @@ static_assert(sizeof(VoBufferAccessType) == 1, "one byte");
 constexpr uint32_t VO_MAX_PLANES = 3;
 
 struct VoPlane {
-    uint8_t* addr;   // first byte of the plane
-    int32_t fd;      // buffer file descriptor, -1 when none
-    uint64_t size;   // bytes the plane may hold from addr on (0: unknown)
+    uint8_t* addr;  // first byte of the plane
+    int32_t fd;     // buffer file descriptor, -1 when none
+    uint64_t size;  // bytes the plane may hold from addr on (0: unknown)
 };
 
 // One image buffer as the framework describes it.

@@ -13,7 +13,7 @@ namespace voalgo2 {
 // Asks the performance service for a boost of `durationMs` while the object lives. When the
 // service cannot make a lock, the object logs it and holds nothing.
 class PluginPerfLockManager {
-public:
+  public:
     PluginPerfLockManager(unsigned int durationMs, Perf_Lock_Algo algo)
         : m_perfLock(VoaPerfManager::getInstance()->CreatePerfLock()) {
         if (m_perfLock == nullptr) {
@@ -34,7 +34,8 @@ public:
     }
 
     ~PluginPerfLockManager() noexcept {
-        if (m_perfLock == nullptr) return;
+        if (m_perfLock == nullptr)
+            return;
         m_perfLock->ReleasePerfLock();
         m_perfLock->dispose();
         m_perfLock = nullptr;
@@ -47,7 +48,7 @@ public:
 
     bool holdsLock() const { return m_perfLock != nullptr; }
 
-private:
+  private:
     VoaPerfLock* m_perfLock;
 };
 

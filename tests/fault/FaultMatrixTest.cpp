@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "RequestHarness.h"
+#include "korahost/DeviceModelFiles.h"
 
 namespace sdsrtest {
 namespace {
@@ -60,7 +61,7 @@ std::vector<Row> rows() {
          "sdsr buffers unusable (input 64x48 stride 80 planes 2, output 64x48 stride 80 planes 2)"},
     };
     // Each of the twelve model files, one at a time.
-    for (const std::string& model : modelFileNames()) {
+    for (const std::string& model : korahost::deviceModelFiles()) {
         table.push_back({"ModelMissing_" + model.substr(0, model.find('.')), Fault::ModelMissing,
                          model, false, Output::Copy, 'I', "modelName:" + model + " is not acess"});
     }

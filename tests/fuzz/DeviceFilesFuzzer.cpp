@@ -15,6 +15,7 @@
 #include "DeviceTree.h"
 #include "FuzzInput.h"
 #include "Images.h"
+#include "korahost/DeviceModelFiles.h"
 #include "korahost/HostControl.h"
 #include "sdsrplugin.h"
 
@@ -89,7 +90,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string board = in.blob(32);
     const int32_t thermal = in.raw<int32_t>();
 
-    const auto& models = sdsrtest::modelFileNames();
+    const auto& models = korahost::deviceModelFiles();
     for (size_t i = 0; i < models.size(); ++i) {
         place("/data/vendor/camera/" + models[i],
               i == missingModel ? FileState::Absent : FileState::File, "model");

@@ -14,6 +14,7 @@
 
 #include "CountingNew.h"
 #include "RequestHarness.h"
+#include "korahost/DeviceModelFiles.h"
 
 namespace sdsrtest {
 namespace {
@@ -128,7 +129,8 @@ TEST(Soak, ManyRequestsOnOneObjectKeepFilesAndMemoryFlat) {
            requests, paths, fdsBefore, fdsAfter, blocksBefore, blocksAfter);
     EXPECT_EQ(fdsBefore, fdsAfter);
     EXPECT_EQ(blocksBefore, blocksAfter) << "heap blocks outlive their request";
-    EXPECT_GT(session.tree.listDir("/data/vendor/camera").size(), modelFileNames().size())
+    EXPECT_GT(session.tree.listDir("/data/vendor/camera").size(),
+              korahost::deviceModelFiles().size())
         << "successful runs dump their images";
 }
 

@@ -11,24 +11,18 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "korahost/DeviceModelFiles.h"
 #include "korahost/SyntheticMeminfo.h"
 
 namespace fs = std::filesystem;
 
 namespace sdsrtest {
 
-const std::vector<std::string>& modelFileNames() {
-    static const std::vector<std::string> names = {
-        "gan_20x.vonn",  "gan_30x.vonn",      "cls_scene.vonn", "det_face.vonn",
-        "gan_face.vonn", "sd_encoder.vonn",   "colorfix.vonn",  "det_landmark.vonn",
-        "gan_night.vonn", "sd_decoder.vonn", "sd_unet.vonn",   "gan_text.vonn"};
-    return names;
-}
-
 DeviceTree::DeviceTree() : m_hadPreviousRoot(false) {
     char pattern[] = "/tmp/sdsr-device-XXXXXX";
     const char* dir = mkdtemp(pattern);
-    if (dir == nullptr) throw std::runtime_error("mkdtemp failed");
+    if (dir == nullptr)
+        throw std::runtime_error("mkdtemp failed");
     m_root = dir;
     if (const char* previous = getenv("KORA_DEVICE_ROOT")) {
         m_previousRoot = previous;
@@ -48,7 +42,8 @@ DeviceTree::~DeviceTree() {
 }
 
 std::string DeviceTree::path(const std::string& devicePath) const {
-    if (!devicePath.empty() && devicePath[0] == '/') return m_root + devicePath;
+    if (!devicePath.empty() && devicePath[0] == '/')
+        return m_root + devicePath;
     return m_root + "/" + devicePath;
 }
 
@@ -58,7 +53,8 @@ void DeviceTree::write(const std::string& devicePath, const std::string& content
     fs::remove(host);
     std::ofstream out(host, std::ios::binary);
     out << content;
-    if (!out) throw std::runtime_error("cannot write " + host.string());
+    if (!out)
+        throw std::runtime_error("cannot write " + host.string());
 }
 
 void DeviceTree::remove(const std::string& devicePath) const {
@@ -97,7 +93,8 @@ void DeviceTree::writeVersion(const std::string& content) const {
 }
 
 void DeviceTree::writeAllModels() const {
-    for (const auto& name : modelFileNames()) write("/data/vendor/camera/" + name, "model");
+    for (const auto& name : korahost::deviceModelFiles())
+        write("/data/vendor/camera/" + name, "model");
 }
 
 void DeviceTree::writeMeminfo(double freeKb) const {

@@ -7,11 +7,8 @@
 
 namespace sdsrtest {
 
-// The twelve model files the plugin requires, in the plugin's table order.
-const std::vector<std::string>& modelFileNames();
-
 class DeviceTree {
-public:
+  public:
     // Creates an empty tree and points KORA_DEVICE_ROOT at it.
     DeviceTree();
     // Removes the tree and restores the previous KORA_DEVICE_ROOT.
@@ -45,7 +42,7 @@ public:
     // Device files written under the dump directory, sorted.
     std::vector<std::string> listDir(const std::string& deviceDir) const;
 
-private:
+  private:
     std::string m_root;
     std::string m_previousRoot;
     bool m_hadPreviousRoot;

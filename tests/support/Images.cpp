@@ -36,7 +36,8 @@ void YuvImage::fillPattern(uint32_t seed) {
 }
 
 void YuvImage::fill(uint8_t lumaValue, uint8_t chromaValue) {
-    for (uint32_t y = 0; y < m_height; ++y) memset(luma() + size_t(y) * m_stride, lumaValue, m_width);
+    for (uint32_t y = 0; y < m_height; ++y)
+        memset(luma() + size_t(y) * m_stride, lumaValue, m_width);
     const uint32_t chromaWidth = (m_width + 1) & ~1u;
     for (uint32_t y = 0; y < (m_height + 1) / 2; ++y) {
         memset(chroma() + size_t(y) * m_stride, chromaValue, chromaWidth);
@@ -97,11 +98,14 @@ void putInt64(VoMetadata& meta, const char* tagName, int64_t value) {
     meta.update(tagOf(tagName), &value, 1);
 }
 
-void putFloat(VoMetadata& meta, uint32_t tag, float value) { meta.update(tag, &value, 1); }
+void putFloat(VoMetadata& meta, uint32_t tag, float value) {
+    meta.update(tag, &value, 1);
+}
 
 void putString(VoMetadata& meta, const char* tagName, const std::string& text, bool withNul) {
     std::vector<uint8_t> bytes(text.begin(), text.end());
-    if (withNul) bytes.push_back(0);
+    if (withNul)
+        bytes.push_back(0);
     meta.update(tagOf(tagName), bytes.data(), bytes.size());
 }
 

@@ -12,7 +12,7 @@
 namespace sdsrtest {
 
 class YuvImage {
-public:
+  public:
     // A width x height image (format 17 NV21 or 35 NV12) with `stride` bytes per row (0: the
     // width) and `scanline` luma rows (0: the height); both planes in one allocation, padding
     // bytes filled with 0xEE so stray reads and writes show.
@@ -41,7 +41,7 @@ public:
                        std::shared_ptr<VoMetadata> physical = nullptr);
     VoBufferAccessType marker = VO_BUFFER_ACCESS_NONE;
 
-private:
+  private:
     uint32_t m_width, m_height, m_format, m_stride, m_scanline;
     std::vector<uint8_t> m_bytes;
 };

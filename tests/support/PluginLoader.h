@@ -15,7 +15,7 @@ std::string pluginPath();
 std::string libraryDir();
 
 class PluginLoader {
-public:
+  public:
     // dlopen(path, RTLD_NOW | RTLD_LOCAL) and koraconnect. Check ok() and error().
     explicit PluginLoader(const std::string& path = pluginPath());
     // Clears the providers, then dlclose.
@@ -34,7 +34,7 @@ public:
     // A new plugin, initialized with a default CreateInfo and an empty node interface.
     std::unique_ptr<PluginWraper> createInitialized() const;
 
-private:
+  private:
     void* m_handle;
     voalgo2::ProviderManager m_manager;
     PluginWraperProvider* m_provider;

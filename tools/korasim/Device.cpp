@@ -12,6 +12,7 @@
 
 #include "Guard.h"
 #include "MetaHelperDoubleControl.h"
+#include "korahost/DeviceModelFiles.h"
 #include "korahost/HostControl.h"
 
 namespace fs = std::filesystem;
@@ -235,7 +236,7 @@ std::vector<std::string> applyDevice(DeviceRoot& root, Libraries& libraries, Dev
     }
     if (change.models) {
         current.models = change.models;
-        for (const auto& name : modelFileNames()) {
+        for (const auto& name : korahost::deviceModelFiles()) {
             const bool present = std::find(change.models->begin(), change.models->end(), name) !=
                                  change.models->end();
             writeText(root, kModelDir + name, present ? DeviceText("model") : std::nullopt);

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "RunnerImpl.h"
+#include "korahost/DeviceModelFiles.h"
 
 namespace korasim {
 
@@ -75,10 +76,10 @@ nlohmann::json deviceSummary(const DeviceSpec& d) {
     if (d.versionFile)
         j["versionFile"] = textSummary(*d.versionFile);
     if (d.models) {
-        j["models"] = d.models->size() == modelFileNames().size()
+        j["models"] = d.models->size() == korahost::deviceModelFiles().size()
                           ? "all " + std::to_string(d.models->size())
                           : std::to_string(d.models->size()) + " of " +
-                                std::to_string(modelFileNames().size());
+                                std::to_string(korahost::deviceModelFiles().size());
     }
     if (d.meminfo)
         j["meminfo"] = textSummary(*d.meminfo);

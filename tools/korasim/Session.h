@@ -140,9 +140,6 @@ struct Session {
     bool defaultSteps = false;
 };
 
-// The model file names of the device, in the plugin's table order.
-const std::vector<std::string>& modelFileNames();
-
 // Parses a session document. `baseDir` resolves relative image file paths. Throws SessionError.
 Session parseSession(const nlohmann::json& document, const std::string& baseDir);
 // Reads and parses a session file; JSON syntax errors become SessionError too.

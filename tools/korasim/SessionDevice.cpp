@@ -5,17 +5,10 @@
 #include <sstream>
 
 #include "SessionParts.h"
+#include "korahost/DeviceModelFiles.h"
 #include "korahost/SyntheticMeminfo.h"
 
 namespace korasim {
-
-const std::vector<std::string>& modelFileNames() {
-    static const std::vector<std::string> names = {
-        "gan_20x.vonn",   "gan_30x.vonn",    "cls_scene.vonn", "det_face.vonn",
-        "gan_face.vonn",  "sd_encoder.vonn", "colorfix.vonn",  "det_landmark.vonn",
-        "gan_night.vonn", "sd_decoder.vonn", "sd_unet.vonn",   "gan_text.vonn"};
-    return names;
-}
 
 namespace parse {
 
@@ -97,12 +90,12 @@ DeviceSpec parseDevice(const json& j, const std::string& path) {
         const std::string p = join(path, "models");
         if (m.is_string()) {
             const std::string which = oneOf(m, p, {"all", "none"});
-            d.models = which == "all" ? modelFileNames() : std::vector<std::string>{};
+            d.models = which == "all" ? korahost::deviceModelFiles() : std::vector<std::string>{};
         } else if (m.is_array()) {
             std::vector<std::string> names;
             for (size_t i = 0; i < m.size(); ++i) {
                 const std::string name = text(m[i], at(p, i));
-                const auto& known = modelFileNames();
+                const auto& known = korahost::deviceModelFiles();
                 if (std::find(known.begin(), known.end(), name) == known.end()) {
                     fail(at(p, i),
                          "\"" + name +
@@ -155,7 +148,7 @@ DeviceSpec parseDevice(const json& j, const std::string& path) {
 DeviceSpec defaultDevice() {
     DeviceSpec d;
     d.versionFile = DeviceText("1.0.0.0\n");
-    d.models = modelFileNames();
+    d.models = korahost::deviceModelFiles();
     d.meminfo = DeviceText(korahost::syntheticMeminfo(8.0 * 1024 * 1024));
     d.boardTemperature = DeviceText("36500\n");
     d.algorithm =

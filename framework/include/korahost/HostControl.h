@@ -19,16 +19,16 @@ enum class LogChannel { Online, Offline };
 
 struct LogRecord {
     LogChannel channel;
-    char level;            // 'V', 'D', 'I', 'W', 'E', 'F'
-    int priority;          // Android priority of the line
-    std::string tag;       // Android tag (online); empty for offline lines
-    uint32_t group;        // log group bit; 0 for raw __android_log_print lines
-    std::string file;      // file name as passed by the statement
+    char level;        // 'V', 'D', 'I', 'W', 'E', 'F'
+    int priority;      // Android priority of the line
+    std::string tag;   // Android tag (online); empty for offline lines
+    uint32_t group;    // log group bit; 0 for raw __android_log_print lines
+    std::string file;  // file name as passed by the statement
     int line;
     std::string function;
-    std::string message;   // the statement's message, fully formatted, without the prefix
-    std::string text;      // the whole formatted line as the channel received it
-    int64_t timeUs;        // wall clock, microseconds since the epoch
+    std::string message;  // the statement's message, fully formatted, without the prefix
+    std::string text;     // the whole formatted line as the channel received it
+    int64_t timeUs;       // wall clock, microseconds since the epoch
     int pid;
     int tid;
 };
@@ -105,8 +105,8 @@ struct MetadataWrite {
     const VoMetadata* container;
     uint32_t tag;
     uint8_t type;
-    int status;                 // what update() returned
-    std::vector<uint8_t> bytes; // the values as written (native byte order)
+    int status;                  // what update() returned
+    std::vector<uint8_t> bytes;  // the values as written (native byte order)
     size_t count;
 };
 // Recording of VoMetadata::update calls is off by default.
