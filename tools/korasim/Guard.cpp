@@ -113,11 +113,15 @@ void onFatalSignal(int signo) {
     _exit(1);
 }
 
-// Interrupted or the reader went away: clean up, then end as the signal would have.
+// Interrupted or the reader went away: clean up, then end as the signal would have. The signal
+// stays blocked while its handler runs, so the raised one ends the process only once the handler
+// has returned; errno is given back by then, as the interrupted code may still read it.
 void onStopSignal(int signo) {
+    const int savedErrno = errno;
     removeRegisteredTrees();
     signal(signo, SIG_DFL);
     raise(signo);
+    errno = savedErrno;
 }
 
 }  // namespace
