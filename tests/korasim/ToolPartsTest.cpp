@@ -130,9 +130,9 @@ TEST(KorasimParts, ExpectationsReportEachMismatchWithWantedAndActual) {
     EXPECT_NO_THROW(validateExpect({{"answer", true}, {"reason", "x"}}, "e", StepKind::IsEnabled));
 }
 
-TEST(KorasimParts, LogcatFilterSpecsPassWhatLogcatWouldPass) {
+TEST(KorasimParts, LogcatFiltersPassWhatLogcatWouldPass) {
     struct Case {
-        const char* spec;
+        const char* filter;
         const char* tag;
         char level;
         bool passes;
@@ -149,8 +149,8 @@ TEST(KorasimParts, LogcatFilterSpecsPassWhatLogcatWouldPass) {
         {"*:E", "SDSR", 'W', false},
     };
     for (const auto& c : cases) {
-        EXPECT_EQ(LogFilter::parse(c.spec).passes(c.tag, c.level), c.passes)
-            << c.spec << " " << c.tag << ":" << c.level;
+        EXPECT_EQ(LogFilter::parse(c.filter).passes(c.tag, c.level), c.passes)
+            << c.filter << " " << c.tag << ":" << c.level;
     }
     for (const char* bad : {"SDSR:X", "SDSR:II", ":I", "session.json"})
         EXPECT_THROW(LogFilter::parse(bad), std::invalid_argument) << bad;

@@ -20,9 +20,9 @@ int rank(char letter) {
 
 }  // namespace
 
-LogFilter LogFilter::parse(const std::string& spec) {
+LogFilter LogFilter::parse(const std::string& text) {
     LogFilter filter;
-    std::istringstream words(spec);
+    std::istringstream words(text);
     std::string word;
     while (words >> word) {
         const size_t colon = word.rfind(':');

@@ -8,13 +8,13 @@
 
 namespace korasim {
 
-// logcat's filter spec: space-separated TAG:PRIORITY pairs, priority one of V D I W E F S (S
-// silences); `*` is every other tag. An empty spec passes everything. A word without a colon is
+// logcat's filter: space-separated TAG:PRIORITY pairs, priority one of V D I W E F S (S
+// silences); `*` is every other tag. An empty filter passes everything. A word without a colon is
 // refused, so that a session file put after a bare --logcat is not taken for a tag.
 class LogFilter {
   public:
     // Throws std::invalid_argument naming the bad pair.
-    static LogFilter parse(const std::string& spec);
+    static LogFilter parse(const std::string& text);
     bool passes(const std::string& tag, char level) const;
 
   private:

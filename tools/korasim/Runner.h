@@ -24,7 +24,7 @@ struct RunOptions {
     std::string sessionName;
     bool writeOutputImages = true;
     bool logcat = false;       // echo the plugin's log lines to stderr
-    std::string logcatFilter;  // logcat's filter spec; empty: every line
+    std::string logcatFilter;  // logcat's filter; empty: every line
     LogChannelChoice channel = LogChannelChoice::Online;
 };
 

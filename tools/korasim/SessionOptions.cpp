@@ -86,19 +86,19 @@ void addSessionOptions(CLI::App& command, SessionArgs& args) {
                     "the output images, as raw and PNG pictures, and copies of the dumps")
         ->option_text("DIR");
     command.add_option("--html", args.html, "writes the run as one HTML page")->option_text("FILE");
-    // A value only as `--logcat=SPEC` (joinLogcatSpec reads `--logcat SPEC` as that). No value
-    // expected as (0, 0), not (0): that would make it a flag whose bare form means "true".
+    // A value only as `--logcat=FILTER` (joinLogcatFilter reads `--logcat FILTER` as that). No
+    // value expected as (0, 0), not (0): that would make it a flag whose bare form means "true".
     command
         .add_option_function<std::string>(
             "--logcat",
-            [&args](const std::string& spec) {
+            [&args](const std::string& filter) {
                 args.logcat = true;
-                args.logcatSpec = spec;
+                args.logcatFilter = filter;
             },
             "echo the plugin's log to stderr, filtered like logcat: --logcat='SDSR:I *:S'")
         ->expected(0, 0)
-        ->check(checkWith("SPEC", [](const std::string& v) { LogFilter::parse(v); }))
-        ->option_text("[=SPEC]");
+        ->check(checkWith("FILTER", [](const std::string& v) { LogFilter::parse(v); }))
+        ->option_text("[=FILTER]");
     command
         .add_option("--channel", args.channel,
                     "the log channel --logcat echoes: online (default), offline or both")
@@ -106,7 +106,7 @@ void addSessionOptions(CLI::App& command, SessionArgs& args) {
         ->option_text("online|offline|both");
 }
 
-void joinLogcatSpec(std::vector<std::string>& args) {
+void joinLogcatFilter(std::vector<std::string>& args) {
     for (size_t i = 0; i + 1 < args.size(); ++i) {
         const std::string& next = args[i + 1];
         const size_t colon = next.find(':');
@@ -125,7 +125,7 @@ RunOptions runOptions(const SessionArgs& args, const std::string& sessionName) {
     o.root = args.root;
     o.outDir = args.outDir;
     o.logcat = args.logcat;
-    o.logcatFilter = args.logcatSpec;
+    o.logcatFilter = args.logcatFilter;
     o.channel = parseChannel(args.channel);
     o.sessionName = sessionName;
     return o;

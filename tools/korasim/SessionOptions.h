@@ -26,7 +26,7 @@ struct SessionArgs {
     std::string plugin, libDir;  // empty: beside korasim (also $KORASIM_PLUGIN, $KORASIM_LIB_DIR)
     std::string root, outDir, report, html;
     bool logcat = false;
-    std::string logcatSpec;  // empty: every line
+    std::string logcatFilter;  // empty: every line
     std::string channel = "online";
     std::string maxMemory;  // checked by parseBytes; empty: the default budget
 };
@@ -38,13 +38,13 @@ CLI::Validator finiteNumber(double min = std::numeric_limits<double>::lowest());
 void addPluginOptions(CLI::App& command, std::string& plugin, std::string& libDir);
 // --max-memory SIZE, checked while parsing.
 void addMaxMemoryOption(CLI::App& command, std::string& maxMemory);
-// The plugin options, --root, --report, --out, --html, --logcat[=SPEC] and --channel.
+// The plugin options, --root, --report, --out, --html, --logcat[=FILTER] and --channel.
 void addSessionOptions(CLI::App& command, SessionArgs& args);
 
-// Rewrites `--logcat SPEC` as `--logcat=SPEC` when SPEC looks like a filter spec (TAG:PRIORITY)
+// Rewrites `--logcat FILTER` as `--logcat=FILTER` when FILTER looks like a filter (TAG:PRIORITY)
 // and names no file. CLI11 gives an option with an optional value every word that follows it,
-// so the session file after a bare --logcat would be taken as its spec.
-void joinLogcatSpec(std::vector<std::string>& args);
+// so the session file after a bare --logcat would be taken as its filter.
+void joinLogcatFilter(std::vector<std::string>& args);
 
 RunOptions runOptions(const SessionArgs& args, const std::string& sessionName);
 // --report, else <--out>/report.json, else korasim-report.json.

@@ -43,7 +43,7 @@ std::string parseFailure(const CLI::App& app, const CLI::ParseError& e, const ch
 }
 
 // The arguments after the program name, with `help [COMMAND]` and `version` read as --help and
-// --version and `--logcat SPEC` as `--logcat=SPEC`; in the reversed order CLI11 parses a vector
+// --version and `--logcat FILTER` as `--logcat=FILTER`; in the reversed order CLI11 parses a vector
 // in.
 std::vector<std::string> commandLine(int argc, char** argv) {
     std::vector<std::string> args(argv + 1, argv + argc);
@@ -53,7 +53,7 @@ std::vector<std::string> commandLine(int argc, char** argv) {
     } else if (!args.empty() && args.front() == "version") {
         args.front() = "--version";
     }
-    joinLogcatSpec(args);
+    joinLogcatFilter(args);
     return std::vector<std::string>(args.rbegin(), args.rend());
 }
 
