@@ -322,3 +322,116 @@ TEST(KorasimExplain, RunNamesTheGatesThatHidTheDecidingLine) {
         EXPECT_NE(r.out.find(c.second), std::string::npos) << r.out;
     }
 }
+
+TEST(KorasimExplain, RunReadsEachRequestFromTheLinesItPrinted) {
+    // Two requests admitted before either runs: the first request's lines belong to the first
+    // processRequest step, though explain pairs them with the first of two open decisions.
+    const json admitTwice = {{"do", "isEnabled"}};
+    const json runOk = {{"do", "setDevice"}, {"device", {{"algorithm", {{"run", 0}}}}}};
+    const json request = {{"do", "processRequest"}};
+    struct Case {
+        const char* name;
+        json log;
+        json steps;
+    };
+    const std::vector<Case> cases = {
+        {"bothAdmittedFirst",
+         {{"level", 0}},
+         {{{"do", "create"}},
+          {{"do", "initialize"}},
+          admitTwice,
+          admitTwice,
+          request,
+          runOk,
+          request}},
+        {"interleaved",
+         {{"level", 0}},
+         {{{"do", "create"}},
+          {{"do", "initialize"}},
+          admitTwice,
+          request,
+          runOk,
+          admitTwice,
+          request}},
+        {"debugLinesHidden",
+         {{"level", 4}},
+         {{{"do", "create"}},
+          {{"do", "initialize"}},
+          admitTwice,
+          admitTwice,
+          request,
+          runOk,
+          request}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        Scratch scratch;
+        const json session = {
+            {"log", c.log}, {"device", {{"algorithm", {{"run", -5}}}}}, {"steps", c.steps}};
+        const Result r = runSession(scratch, session);
+        ASSERT_EQ(r.exitCode, 0) << r.err;
+        std::vector<json> requests;
+        for (const auto& s : r.report.at("steps")) {
+            if (s.at("do") == "isEnabled") {
+                EXPECT_TRUE(s.at("answer").get<bool>());
+                EXPECT_EQ(s.at("decision").at("answer"), "enabled");
+            }
+            if (s.at("do") == "processRequest")
+                requests.push_back(s);
+        }
+        ASSERT_EQ(requests.size(), 2u);
+        const char* const paths[] = {"runFailed", "processed"};
+        const char* const texts[] = {"Run failed with code -5", "processed"};
+        for (size_t i = 0; i < 2; ++i) {
+            SCOPED_TRACE(paths[i]);
+            EXPECT_EQ(requests[i].at("path"), paths[i]);
+            EXPECT_EQ(requests[i].at("process").at("text"), texts[i]);
+            EXPECT_EQ(requests[i].at("process").at("runCode"), i == 0 ? -5 : 0);
+            for (const char* cost : {"initMs", "runMs"})
+                EXPECT_TRUE(requests[i].at("timings").at(cost).is_number()) << cost;
+        }
+        EXPECT_NE(r.out.find("path runFailed (Run failed with code -5), init "), std::string::npos)
+            << r.out;
+        EXPECT_EQ(r.out.find("path judged from the EXIF block"), std::string::npos) << r.out;
+    }
+}
+
+TEST(KorasimExplain, RunReadsEachDecisionFromTheLinesItPrinted) {
+    // With only E lines open, each refusal by the version file prints one line, at the same step
+    // of the decision: read by their order alone, two such decisions make one; a run reads each
+    // step's own line.
+    const json unreadable = {{"versionFile", nullptr}};
+    const json changed = {{"versionFile", "1.0.0.7\n"}};
+    struct Case {
+        const char* name;
+        json firstDevice, secondDevice;
+        const char* firstValue;
+        const char* secondValue;
+    };
+    const std::vector<Case> cases = {
+        {"unreadableThenChanged", unreadable, changed, "unreadable", "\"1.0.0.7\""},
+        {"changedThenUnreadable", changed, unreadable, "\"1.0.0.7\"", "unreadable"},
+    };
+    const auto versionCheck = [](const json& step) {
+        for (const auto& check : step.at("decision").at("checks")) {
+            if (check.at("name") == "version file")
+                return check.at("value");
+        }
+        return json();
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        Scratch scratch;
+        const json session = {{"log", {{"level", 6}}},
+                              {"steps",
+                               {{{"do", "create"}},
+                                {{"do", "setDevice"}, {"device", c.firstDevice}},
+                                {{"do", "isEnabled"}},
+                                {{"do", "setDevice"}, {"device", c.secondDevice}},
+                                {{"do", "isEnabled"}}}}};
+        const Result r = runSession(scratch, session);
+        ASSERT_EQ(r.exitCode, 0) << r.err;
+        EXPECT_EQ(versionCheck(step(r, 2)), c.firstValue);
+        EXPECT_EQ(versionCheck(step(r, 4)), c.secondValue);
+    }
+}

@@ -80,6 +80,15 @@ struct Capture {
     int lines = 0;
 };
 
+// Which call of the plugin printed the lines being fed. A field log does not say, so the order
+// of its lines decides (Inferred); korasim run makes each call itself and says so.
+enum class Call {
+    Inferred,
+    Lifecycle,  // create, initialize, flush, destroy: no decision, no request
+    IsEnabled,
+    ProcessRequest,
+};
+
 // The log gates of the online channel, when known (korasim run knows them).
 struct Gates {
     int level = 0;
@@ -89,6 +98,16 @@ struct Gates {
 class PluginLogReader {
   public:
     void setGates(const Gates& gates) { m_gates = gates; }
+    // The lines fed from now on were printed by one call of this kind, a fresh call each time:
+    // an isEnabled call's lines make one decision, a processRequest call's lines one request,
+    // whatever their order. Call::Inferred (the default) goes back to reading the order.
+    void beginCall(Call call) {
+        m_call = call;
+        m_callCapture = -1;
+    }
+    // Index into captures() of the capture the current call's lines went to; -1 when none
+    // reached one (the gates hid them all, or none was a decision or request line).
+    int callCapture() const { return m_callCapture; }
     // `line` is a parsed line (any tag, any process); lines that are not the plugin's are
     // counted as foreign. `splitPluginPrefix` must have run on it (parseAndFeed does it).
     void feed(LogLine line);
@@ -128,10 +147,19 @@ class PluginLogReader {
     };
     int objectFor(int pid, const std::string& address, bool create);
     Capture& newCapture(int object, const LogLine& line);
+    bool frameworkLineIsOurs(const LogLine& line, const Process& proc) const;
     bool lifecycle(const LogLine& line, const std::string& m);
+    bool inferCall(int object, const LogLine& line);
+    bool enableStarts(const Object& obj, const std::string& m, int stage) const;
+    bool requestStarts(const Object& obj, const std::string& m, int stage) const;
+    int admittedCapture(const Object& obj, int pid) const;
+    void addEnableLine(int object, const LogLine& line, int stage, bool starts);
+    void addProcessLine(int object, const LogLine& line, int stage, bool starts);
     void unattributed(const LogLine& line);
 
     std::optional<Gates> m_gates;
+    Call m_call = Call::Inferred;
+    int m_callCapture = -1;
     int m_openRequests = 0;
     std::vector<Capture> m_captures;
     std::vector<Object> m_objects;
