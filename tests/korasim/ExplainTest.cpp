@@ -396,6 +396,58 @@ TEST(KorasimExplain, RunReadsEachRequestFromTheLinesItPrinted) {
     }
 }
 
+TEST(KorasimExplain, SessionsKeepEverySmartAEFieldTheLogShows) {
+    // Each capture runs once, is explained from its own log, and its session runs again: the
+    // lines that carry SmartAE values read the same both times.
+    struct Case {
+        const char* name;
+        json smartAE;  // the value of the tag in the request
+        int level;     // log gate of the first run
+    };
+    const std::vector<Case> cases = {
+        {"algoType5Sensor15", {{"algoType", 5}, {"sensorMode", 15}}, 0},
+        {"algoType8Sensor0", {{"algoType", 8}, {"sensorMode", 0}}, 0},
+        {"otherSensorMode", {{"algoType", 7}, {"sensorMode", 3}}, 0},
+        {"refusedAlgoType", {{"algoType", 6}, {"sensorMode", 15}}, 0},
+        {"algoTypeOnlyFromTheRequest", {{"algoType", 8}, {"sensorMode", 15}}, 4},
+        {"shortRecord", {{"algoType", 5}, {"size", 64}}, 0},
+        {"noRecord", nullptr, 0},
+    };
+    const auto smartAELines = [](const json& report, bool withDebug) {
+        std::vector<std::string> lines;
+        for (const auto& s : report.at("steps")) {
+            for (const auto& l : s.at("log")) {
+                const std::string m = l.at("message");
+                const bool smartAE = m.find("algoType") != std::string::npos ||
+                                     m.find("sensorModeType") != std::string::npos ||
+                                     m.find("SmartAE") != std::string::npos;
+                if (l.at("channel") == "online" && smartAE && (withDebug || l.at("level") != "D"))
+                    lines.push_back(m);
+            }
+        }
+        return lines;
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        Scratch scratch;
+        json session = enabling({{"orvane.ai.asd.SmartAE", c.smartAE}});
+        session["log"] = {{"level", c.level}};
+        const Result first = runSession(scratch, session, {"--logcat"});
+        ASSERT_EQ(first.exitCode, 0) << first.err;
+        scratch.write("device.log", first.err);
+        const Result explained = runKorasim(scratch, {"explain", scratch.path("device.log"),
+                                                      "--session-out", scratch.path("sessions")});
+        ASSERT_EQ(explained.exitCode, 0) << explained.err;
+        Scratch again;
+        const Result rerun = runKorasim(
+            again, {"run", scratch.path("sessions/capture-001.json"), "--root", again.path("d")});
+        ASSERT_EQ(rerun.exitCode, 0) << rerun.err;
+        const std::vector<std::string> wanted = smartAELines(first.report, true);
+        ASSERT_FALSE(wanted.empty());
+        EXPECT_EQ(smartAELines(rerun.report, c.level < 4), wanted);
+    }
+}
+
 TEST(KorasimExplain, RunReadsEachDecisionFromTheLinesItPrinted) {
     // With only E lines open, each refusal by the version file prints one line, at the same step
     // of the decision: read by their order alone, two such decisions make one; a run reads each

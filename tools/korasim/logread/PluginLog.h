@@ -33,6 +33,7 @@ struct EnableFacts {
     std::optional<int> tagsEnable, ui, trigger, mode;
     std::optional<std::string> versionInTags;
     std::optional<bool> smartAE;
+    std::optional<int> smartAEBytes;  // a record too short to use: "holds %zu bytes, less than"
     std::optional<int> sceneEnable, algoType;
     std::optional<int> outstanding;  // "process count:%u"
     bool tagWritten = false;
@@ -56,6 +57,7 @@ struct ProcessFacts {
     bool versionDiffers = false;
     std::optional<int> trigger, preAlgoType, sensorModeType, propPreAlgoType, propSensorModeType;
     std::optional<double> lux, propLux;
+    std::optional<int> smartAEBytes;  // as in EnableFacts, when the request read the record
     std::optional<std::string> rawType;
     std::optional<int> width, height, stride, orientation;
     std::optional<double> zoom;
