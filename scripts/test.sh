@@ -8,8 +8,8 @@
 #            replays, the short soak, the installed tree's run and the benchmarks' smoke run
 #   asan     the same suite under AddressSanitizer + UndefinedBehaviorSanitizer + LeakSanitizer
 #            (no benchmarks: timings mean nothing there)
-#   tsan     the plugin's tests under ThreadSanitizer, and korasim's tests of its threads and
-#            signal handlers (the ctest label "threads"); korasim's other tests run one thread
+#   tsan     the plugin's tests and the reference library's under ThreadSanitizer; korasim is
+#            not built (it runs the plugin on one thread, and is most of the build's time)
 #   arm64    cross build for the device's architecture, the plugin's tests run under qemu-aarch64
 #            (korasim is a workstation tool and is not built)
 # Every sanitizer finding stops the test that met it, and so fails the stage. Each stage's
