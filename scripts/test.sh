@@ -10,7 +10,7 @@
 #            (no benchmarks: timings mean nothing there)
 #   tsan     the plugin's tests and the reference library's under ThreadSanitizer; korasim is
 #            not built (it runs the plugin on one thread, and is most of the build's time)
-#   arm64    cross build for the device's architecture, the plugin's tests run under qemu-aarch64
+#   arm64    cross build for the device's architecture, the same tests as tsan run under qemu
 #            (korasim is a workstation tool and is not built)
 # Every sanitizer finding stops the test that met it, and so fails the stage. Each stage's
 # results are in build/<stage>/ctest-junit.xml (JUnit XML); the closing lines give each stage's
