@@ -100,9 +100,13 @@ TEST(KorasimExplainInputs, CapturesShowWhileThePipeStaysOpen) {
         std::chrono::duration<double>(std::chrono::steady_clock::now() - sent).count();
     EXPECT_LT(latency, 2.0);
     EXPECT_EQ(live.output().find("korasim explain:"), std::string::npos);  // no summary yet
+    // A refusal by memory is complete with its own line, before the next capture begins.
+    const size_t third = log.rfind('\n', log.find("18:43:15.300")) + 1;
+    live.send(log.substr(second, third - second));
+    EXPECT_TRUE(live.waitFor("#1  disabled: free memory 400000 kB", 10)) << live.output();
     // A pause in the pipe, then the rest.
     usleep(300 * 1000);
-    live.send(log.substr(second));
+    live.send(log.substr(third));
     EXPECT_EQ(live.finish(), 0);
     const std::string& out = live.output();
     EXPECT_NE(out.find("#3  disabled: controller flag 2"), std::string::npos) << out;
