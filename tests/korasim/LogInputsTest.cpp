@@ -75,6 +75,8 @@ TEST(LogInputs, BugReportZipsAndCompressedLogsReadAsThePlainLog) {
                  {"dumpstate_board.txt", "SDSR board\n"},
                  {"FS/proc/meminfo", "MemFree: 1 kB SDSR\n"}}),
          true, 0},
+        {"bug report zip whose text main_entry.txt names",
+         zipped({{"main_entry.txt", "main.txt\n"}, {"main.txt", systemLog}}), false, 0},
         {"bug report zip found by its name",
          zipped({{"bugreport-sdk-2026-11-22.txt", "no header\n" + systemLog}}), false, 0},
         {"bug report zip with logd files",

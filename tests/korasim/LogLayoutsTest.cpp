@@ -95,6 +95,14 @@ TEST(LogLayouts, VariantsOfTheLinesBeyondTheFormatter) {
     const std::vector<Record> one = onlyPid(records, 1234);
     const Read oneBaseline = readBytes(printed(one, {"threadtime"}));
     ASSERT_GE(oneBaseline.captures.size(), 4u);
+    // Another app's line whose text names the plugin's tag: in the long layout the text stands
+    // on a line of its own, after its header.
+    std::vector<Record> withApp = records;
+    Record app = records.at(5);
+    app.pid = 3456;
+    app.tag = "CameraApp";
+    app.text = "saved IMG_20261122_SDSR_4000x3000.jpg";
+    withApp.insert(withApp.begin() + 6, app);
     struct Variant {
         const char* name;
         std::string text;
@@ -114,6 +122,7 @@ TEST(LogLayouts, VariantsOfTheLinesBeyondTheFormatter) {
         {"CRLF threadtime", replaceAll(printed(records, {"threadtime"}), "\n", "\r\n"), baseline,
          true},
         {"CRLF long", replaceAll(printed(records, {"long", "uid"}), "\n", "\r\n"), baseline, true},
+        {"long, an app's text naming the tag", printed(withApp, {"long"}), baseline, true},
         // Concatenated logs: the layout changes from one line to the next.
         {"mixed per line",
          printedMixed(records, {{"threadtime", "uid"},
