@@ -48,7 +48,9 @@ Outcome readInBlocks(const uint8_t* data, size_t size, size_t block) {
     reader.finish();
     for (const auto& c : reader.captures()) {
         o.captures += c.object + " " + std::to_string(c.pid) + " " + describeEnable(c) + " " +
-                      describeProcess(c) + " " + toJson(c).dump() + "\n";
+                      describeProcess(c) + " " +
+                      toJson(c).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) +
+                      "\n";
     }
     o.pluginLines = reader.pluginLines();
     for (const auto& count : inputs.counts()) {

@@ -127,6 +127,10 @@ TEST(KorasimExplainInputs, FoldersSeveralLogsAndUnreadableLayouts) {
     for (size_t at = 0; (at = log.find("SDSR    : ", at)) != std::string::npos; ++at)
         odd += "<7>SDSR " + log.substr(at + 10, log.find('\n', at) - at - 10) + "\n";
     scratch.write("odd.log", odd);
+    // Bytes that are not UTF-8 in a plugin line end up in the JSON and the sessions.
+    std::string bytes = log;
+    bytes.replace(bytes.find("sdsr_version:1.0.0.0"), 20, "sdsr_version:1.0.\xff\xfe");
+    scratch.write("bytes.log", bytes);
     struct Case {
         std::vector<std::string> args;
         int exitCode;
@@ -136,6 +140,10 @@ TEST(KorasimExplainInputs, FoldersSeveralLogsAndUnreadableLayouts) {
         {{"explain", scratch.path("logs")}, 0, {", 7 captures,", "#3  disabled: controller flag"}},
         {{"explain", scratch.path("logs/a.log"), scratch.path("logs/b.log")}, 0, {", 7 captures,"}},
         {{"explain", scratch.path("empty")}, 2, {"a folder without files"}},
+        {{"explain", scratch.path("bytes.log"), "--json", scratch.path("b.json"), "--session-out",
+          scratch.path("s"), "--details"},
+         0,
+         {", 7 captures,", "sessions: 7"}},
         {{"explain", scratch.path("odd.log")},
          2,
          {"odd.log: 61 of 61 lines with the plugin's tags are in no logcat layout",

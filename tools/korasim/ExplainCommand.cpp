@@ -32,6 +32,11 @@ std::string summaryLine(const logread::Capture& c) {
     return line;
 }
 
+// A log's text may hold any bytes: JSON gets U+FFFD for those that are not UTF-8.
+std::string jsonText(const json& value, int indent = -1) {
+    return value.dump(indent, ' ', false, json::error_handler_t::replace);
+}
+
 void printDetails(const json& capture) {
     const json& enable = capture["enable"];
     for (const auto& check : enable["checks"]) {
@@ -43,8 +48,8 @@ void printDetails(const json& capture) {
     const json& process = capture["process"];
     if (!process.is_null()) {
         if (!process["algoInput"].is_null())
-            printf("    algorithm input: %s\n", process["algoInput"].dump().c_str());
-        printf("    costs: %s\n", process["costs"].dump().c_str());
+            printf("    algorithm input: %s\n", jsonText(process["algoInput"]).c_str());
+        printf("    costs: %s\n", jsonText(process["costs"]).c_str());
         if (!process["boost"].is_null())
             printf("    boost: %s\n", process["boost"].get<std::string>().c_str());
         for (const auto& d : process["dumps"])
@@ -109,7 +114,7 @@ void printSummary(const std::string& name, const logread::PluginLogReader& reade
 
 int writeOutputs(const ExplainOptions& o, const Explained& e, const json& document,
                  const std::string& name) {
-    if (!o.jsonFile.empty() && !writeFile(o.jsonFile, document.dump(2) + "\n")) {
+    if (!o.jsonFile.empty() && !writeFile(o.jsonFile, jsonText(document, 2) + "\n")) {
         fprintf(stderr, "korasim explain: cannot write %s\n", o.jsonFile.c_str());
         return 1;
     }
@@ -129,7 +134,7 @@ int writeOutputs(const ExplainOptions& o, const Explained& e, const json& docume
             char file[64];
             snprintf(file, sizeof(file), "capture-%03zu.json", i + 1);
             const std::string path = o.sessionDir + "/" + file;
-            if (!writeFile(path, logread::sessionFor(e.shown[i], name).dump(2) + "\n")) {
+            if (!writeFile(path, jsonText(logread::sessionFor(e.shown[i], name), 2) + "\n")) {
                 fprintf(stderr, "korasim explain: cannot write %s\n", path.c_str());
                 return 1;
             }

@@ -17,19 +17,20 @@ namespace {
 
 constexpr size_t kBlock = 1 << 20;
 
+// Blocks are not zeroed: only the bytes read are touched.
 struct Feed {
     const ByteSource* source;
-    std::vector<char> block;
+    std::unique_ptr<char[]> block;
 };
 
 la_ssize_t readCallback(struct archive* a, void* data, const void** buffer) {
     auto* feed = static_cast<Feed*>(data);
-    const ssize_t got = (*feed->source)(feed->block.data(), feed->block.size());
+    const ssize_t got = (*feed->source)(feed->block.get(), kBlock);
     if (got < 0) {
         archive_set_error(a, errno, "%s", strerror(errno));
         return -1;
     }
-    *buffer = feed->block.data();
+    *buffer = feed->block.get();
     return got;
 }
 
@@ -68,17 +69,17 @@ std::string archiveError(const std::string& name, struct archive* a) {
 }  // namespace
 
 // Reads the current entry into a scanner; `first` holds bytes of it read already.
-static bool scanEntry(struct archive* a, LineScanner& scanner, std::vector<char>& block,
-                      size_t first, const std::function<void()>& progress) {
+static bool scanEntry(struct archive* a, LineScanner& scanner, char* block, size_t first,
+                      const std::function<void()>& progress) {
     if (first > 0)
-        scanner.push(block.data(), first);
+        scanner.push(block, first);
     for (;;) {
-        const la_ssize_t got = archive_read_data(a, block.data(), block.size());
+        const la_ssize_t got = archive_read_data(a, block, kBlock);
         if (got < 0)
             return false;
         if (got == 0)
             break;
-        scanner.push(block.data(), static_cast<size_t>(got));
+        scanner.push(block, static_cast<size_t>(got));
         progress();
     }
     scanner.finish();
@@ -95,13 +96,13 @@ bool LogInputs::readArchive(const std::string& name, const ByteSource& source, b
         archive_read_support_filter_all(a.get());
         archive_read_support_format_raw(a.get());
     }
-    Feed feed{&source, std::vector<char>(kBlock)};
+    Feed feed{&source, std::unique_ptr<char[]>(new char[kBlock])};
     if (archive_read_open(a.get(), &feed, nullptr, readCallback, nullptr) != ARCHIVE_OK) {
         *error = archiveError(name, a.get());
         return false;
     }
     const std::function<void()> onBlock = [this] { progress(); };
-    std::vector<char> block(kBlock);
+    const std::unique_ptr<char[]> block(new char[kBlock]);
     std::string mainName;
     bool anyRead = false;
     struct archive_entry* entry = nullptr;
@@ -122,13 +123,13 @@ bool LogInputs::readArchive(const std::string& name, const ByteSource& source, b
         if (kind == Entry::kMainEntry || kind == Entry::kMaybeText) {
             // The head of the entry, however the archive hands it over.
             for (la_ssize_t got = 1; got > 0 && first < 4096; first += static_cast<size_t>(got)) {
-                got = archive_read_data(a.get(), block.data() + first, 4096 - first);
+                got = archive_read_data(a.get(), block.get() + first, 4096 - first);
                 if (got < 0) {
                     *error = archiveError(name + ":" + path, a.get());
                     return false;
                 }
             }
-            const std::string head(block.data(), first);
+            const std::string head(block.get(), first);
             if (kind == Entry::kMainEntry) {
                 mainName = head.substr(0, head.find_first_of("\r\n"));
                 continue;
@@ -139,7 +140,7 @@ bool LogInputs::readArchive(const std::string& name, const ByteSource& source, b
         m_seen.nextPart();
         LineScanner scanner(m_reader, newCount(zip ? name + ":" + path : name),
                             zip ? &m_seen : nullptr);
-        if (!scanEntry(a.get(), scanner, block, first, onBlock)) {
+        if (!scanEntry(a.get(), scanner, block.get(), first, onBlock)) {
             *error = archiveError(zip ? name + ":" + path : name, a.get());
             return false;
         }

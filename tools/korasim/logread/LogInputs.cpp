@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <memory>
 #include <vector>
 
 namespace fs = std::filesystem;
@@ -152,16 +153,17 @@ bool LogInputs::readStream(const std::string& name, const ByteSource& source, st
 
 bool LogInputs::readText(const std::string& name, const ByteSource& source, std::string* error) {
     LineScanner scanner(m_reader, newCount(name));
-    std::vector<char> block(kBlock);
+    // Not zeroed: only the bytes read are touched, so a short input costs no megabyte of pages.
+    const std::unique_ptr<char[]> block(new char[kBlock]);
     for (;;) {
-        const ssize_t got = source(block.data(), block.size());
+        const ssize_t got = source(block.get(), kBlock);
         if (got < 0) {
             *error = name + ": " + strerror(errno);
             return false;
         }
         if (got == 0)
             break;
-        scanner.push(block.data(), static_cast<size_t>(got));
+        scanner.push(block.get(), static_cast<size_t>(got));
         progress();
     }
     scanner.finish();
