@@ -291,7 +291,7 @@ TEST(KorasimExplain, LogsWithoutPluginLinesAndUnreadableFiles) {
     };
     const std::vector<Case> cases = {
         {{"explain", scratch.path("quiet.log")}, 0, "holds no line of the SDSR plugin"},
-        {{"explain", scratch.dir()}, 2, "is a directory"},
+        {{"explain", scratch.dir()}, 0, "holds no line of the SDSR plugin"},
         {{"explain", scratch.path("absent.log")}, 2, "No such file"},
         {{"explain", scratch.path("quiet.log"), "--pid", "x"}, 2, "--pid"},
     };

@@ -171,8 +171,8 @@ class PluginLogReader {
     Process& process(int pid);
 };
 
-// Reads a whole log file as a stream (never all in memory). Returns false when it cannot be
-// opened or read.
+// Reads a log file, a folder of them, "-", a gzip'ed log or a bug report zip as a stream (never
+// all in memory). Returns false when it cannot be opened or read.
 bool readLogFile(const std::string& path, PluginLogReader& reader, std::string* error);
 
 // The enable decision and the request path with their texts, as the report and explain show.
