@@ -119,5 +119,9 @@ extern int32_t SdSrSensorModeType;
     VO_LOG(I, SDSR_LOG_TAG, SDSR_GROUP_PLUGIN, SDSR_PLUGIN_SOURCE, fmt, ##__VA_ARGS__)
 #define SDSR_LOGW(fmt, ...) \
     VO_LOG(W, SDSR_LOG_TAG, SDSR_GROUP_PLUGIN, SDSR_PLUGIN_SOURCE, fmt, ##__VA_ARGS__)
+// A statement of a helper that does one step of another member's work, logged under that
+// member's name (FUNC), which is the name the device's log shows for the step.
+#define SDSR_LOG_AS(FUNC, LVL, fmt, ...) \
+    VO_LOG_AS(FUNC, LVL, SDSR_LOG_TAG, SDSR_GROUP_PLUGIN, SDSR_PLUGIN_SOURCE, fmt, ##__VA_ARGS__)
 #define SDSR_LOGE(fmt, ...) \
     VO_LOG(E, SDSR_LOG_TAG, SDSR_GROUP_PLUGIN, SDSR_PLUGIN_SOURCE, fmt, ##__VA_ARGS__)
