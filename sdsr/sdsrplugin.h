@@ -72,6 +72,10 @@ class SdSrPlugin : public PluginWraper {
   private:
     friend struct SdSrPluginTestAccess;
 
+    // Steps of isEnabled (sdsrEnable.cpp): memory, controller, version and models; then the
+    // outstanding-request limit and the enable tag.
+    bool deviceAllowsSdsr(const std::shared_ptr<VoMetadata>& meta);
+    bool admitRequest(const std::shared_ptr<VoMetadata>& meta);
     void bindAlgoLibrary();
     bool algoEntryPointsResolved() const;
     void overrideInputParams(VoalgoAi_DIPS_InitParams& params);
