@@ -10,6 +10,11 @@ set(_android_log_triplet ${CMAKE_LIBRARY_ARCHITECTURE})
 if(NOT _android_log_triplet AND CMAKE_CXX_LIBRARY_ARCHITECTURE)
   set(_android_log_triplet ${CMAKE_CXX_LIBRARY_ARCHITECTURE})
 endif()
+# Cross compilers whose implicit folders name no triplet: the compiler's own machine.
+if(NOT _android_log_triplet)
+  execute_process(COMMAND ${CMAKE_CXX_COMPILER} -dumpmachine
+    OUTPUT_VARIABLE _android_log_triplet OUTPUT_STRIP_TRAILING_WHITESPACE)
+endif()
 
 find_path(AndroidLog_INCLUDE_DIR
   NAMES android/log.h log/logprint.h

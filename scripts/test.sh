@@ -21,7 +21,9 @@ stages=${STAGES:-default asan tsan arm64}
 # chromium: the korasim page test opens pages in headless Chromium.
 extra_packages=(chromium)
 case " $stages " in
-  *" arm64 "*) extra_packages+=(g++-aarch64-linux-gnu libc6-dev-arm64-cross qemu-user) ;;
+  # The arm64 build links the arm64 liblog (Debian multiarch; the -dev package has the .so link).
+  *" arm64 "*) extra_packages+=(g++-aarch64-linux-gnu libc6-dev-arm64-cross qemu-user
+    android-liblog-dev:arm64) ;;
 esac
 scripts/install-deps.sh "${extra_packages[@]}"
 
