@@ -74,10 +74,24 @@ void applyFilter(AndroidLogFormat* format, const std::string& filter) {
     }
 }
 
+// liblog's android_log_format_free leaves the tag of every filter rule allocated (the copy
+// android_log_addFilterRule makes). korasim makes a few formats in a run: they are kept, still
+// reachable, for the life of the process rather than freed in part.
+void keepFormat(AndroidLogFormat* format) {
+    static std::mutex lock;
+    static auto* kept = new std::vector<AndroidLogFormat*>();
+    std::lock_guard<std::mutex> guard(lock);
+    try {
+        kept->push_back(format);
+    } catch (...) {
+        android_log_format_free(format);
+    }
+}
+
 }  // namespace
 
 LogcatFormat::LogcatFormat(const std::string& words, const std::string& filter)
-    : m_format(android_log_format_new(), &android_log_format_free) {
+    : m_format(android_log_format_new(), &keepFormat) {
     if (!m_format)
         throw std::bad_alloc();
     applyWords(m_format.get(), words);
