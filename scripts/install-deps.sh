@@ -2,16 +2,17 @@
 # Installs the Debian packages the build, the tests and korasim need, when any is missing.
 # Usage: scripts/install-deps.sh [extra-package ...]
 # The README lists which feature needs which package; the scripts of the optional builds pass
-# their own (cross toolchain, clang) as extra packages.
+# their own (cross toolchain, clang) as extra packages. A package of another architecture
+# (android-liblog-dev:arm64) makes dpkg accept that architecture first (multiarch).
 set -euo pipefail
 
 packages=(
   build-essential cmake            # the plugin, the host framework, the substitute libraries
+  android-liblog-dev               # Android's log library (AOSP liblog), as on the device
   nlohmann-json3-dev libpng-dev    # korasim: session and report JSON, PNG pictures,
   libssl-dev libyuv-dev            #   buffer hashes (libcrypto), YUV conversion and scaling,
   libxml2-dev libcli11-dev         #   JUnit XML of korasim test, the command line,
   libarchive-dev                   #   gzip'ed logs and bug report zips (explain)
-  android-liblog-dev               # tests: Android's own logcat formatter as explain's oracle
   blueprint-tools                  # tests: bpfmt checks Android.bp
   libgtest-dev                     # tests (also brings GoogleTest's sources for cross builds)
   libbenchmark-dev                 # benchmarks and their smoke test
@@ -34,6 +35,18 @@ if [ "$(id -u)" -ne 0 ]; then
   sudo_cmd=(sudo)
 fi
 echo "install-deps: installing ${missing[*]}"
+for p in "${missing[@]}"; do
+  case "$p" in
+    *:*)
+      arch=${p##*:}
+      if [ "$arch" != "$(dpkg --print-architecture)" ] &&
+        ! dpkg --print-foreign-architectures | grep -qx "$arch"; then
+        echo "install-deps: adding the $arch architecture for $p"
+        "${sudo_cmd[@]}" dpkg --add-architecture "$arch"
+      fi
+      ;;
+  esac
+done
 "${sudo_cmd[@]}" apt-get update -q
 "${sudo_cmd[@]}" env DEBIAN_FRONTEND=noninteractive \
   apt-get install -y -q --no-install-recommends "${missing[@]}"

@@ -38,7 +38,9 @@ scripts/install-deps.sh
 late_packages=()
 case " $stages " in *" default "* | *" asan "*) late_packages+=(chromium) ;; esac
 case " $stages " in
-  *" arm64 "*) late_packages+=(g++-aarch64-linux-gnu libc6-dev-arm64-cross qemu-user) ;;
+  # The arm64 build links the arm64 liblog (Debian multiarch; the -dev package has the .so link).
+  *" arm64 "*) late_packages+=(g++-aarch64-linux-gnu libc6-dev-arm64-cross qemu-user
+    android-liblog-dev:arm64) ;;
 esac
 mkdir -p build
 late_log=build/install-deps-late.log

@@ -1,4 +1,7 @@
-// __android_log_print on the host and the log capture behind both log channels.
+// The log capture behind both log channels. The online channel is Android's own liblog: at load
+// the host framework installs a logger in it and lowers its minimum priority to verbose, so that
+// every record of the process (plugin statements and raw __android_log_print lines alike)
+// reaches the capture with its priority and tag.
 #include <android/log.h>
 #include <stdarg.h>
 #include <stdio.h>
@@ -104,6 +107,7 @@ int formatDropped(const char* fmt, va_list args) {
 
 void emitLog(LogRecord&& record) {
     record.timeUs = nowUs();
+    record.uid = int(getuid());
     record.pid = int(getpid());
     record.tid = int(syscall(SYS_gettid));
     HostState& s = state();
@@ -154,19 +158,6 @@ void setLogEcho(bool enabled) {
     detail::updateLogWanted(state());
 }
 
-std::string formatThreadtime(const LogRecord& record) {
-    const time_t seconds = time_t(record.timeUs / 1000000);
-    struct tm local {};
-    localtime_r(&seconds, &local);
-    char stamp[32];
-    strftime(stamp, sizeof(stamp), "%m-%d %H:%M:%S", &local);
-    char head[96];
-    snprintf(head, sizeof(head), "%s.%03d %5d %5d %c ", stamp, int((record.timeUs / 1000) % 1000),
-             record.pid, record.tid, record.level);
-    std::string tag = record.channel == LogChannel::Online ? record.tag : "offline";
-    return std::string(head) + tag + ": " + record.text;
-}
-
 int addLogListener(std::function<void(const LogRecord&)> listener) {
     std::lock_guard<std::mutex> guard(state().lock);
     const int id = state().nextListenerId++;
@@ -205,58 +196,63 @@ namespace korahost {
 namespace detail {
 namespace {
 
-// One online line into the sink; the statement's context (file, line, function) is the one its
-// catchLogEncryptLog call left pending on this thread.
-int emitOnline(int prio, const char* tag, const PendingContext& context, std::string&& text) {
-    korahost::LogRecord record{};
-    record.channel = korahost::LogChannel::Online;
-    record.priority = prio;
-    record.level = levelOfPriority(prio);
+// The statement's context (group, file, line, function) is the one its catchLogEncryptLog call
+// left pending on this thread, provided its level is this record's priority: a context whose line
+// never reached the logger must not be pinned on the next raw line.
+bool contextFits(const PendingContext& context, int priority) {
+    return context.valid && priorityOfLevel(context.level) == priority;
+}
+
+// One online record into the sink.
+void emitOnline(int priority, const char* tag, const PendingContext& context, const char* text) {
+    LogRecord record{};
+    record.channel = LogChannel::Online;
+    record.priority = priority;
+    record.level = levelOfPriority(priority);
     record.tag = tag ? tag : "";
-    record.message = text;
-    if (context.valid) {
+    record.text = text ? text : "";
+    record.message = record.text;
+    if (contextFits(context, priority)) {
         record.group = context.group;
         record.file = context.file ? context.file : "";
         record.line = context.line;
         record.function = context.function ? context.function : "";
+        // The statement's prefix "GROUP file:line function()" is not part of its message.
         char prefix[512];
         const int length = snprintf(prefix, sizeof(prefix), "%s %s:%d %s()",
                                     vodebug::Log::voaGroupToString(context.group),
                                     record.file.c_str(), context.line, record.function.c_str());
         if (length > 0 && size_t(length) < sizeof(prefix) &&
-            text.compare(0, size_t(length), prefix) == 0) {
-            record.message = text.substr(size_t(length));
+            record.text.compare(0, size_t(length), prefix) == 0) {
+            record.message = record.text.substr(size_t(length));
         }
     }
-    const int written = int(text.size());
-    record.text = std::move(text);
     emitLog(std::move(record));
-    return written;
 }
+
+// liblog's logger: called on the logging thread for every record that passed liblog's minimum
+// priority, with the message already formatted (and cut to liblog's line size, as on a device).
+void receiveRecord(const struct __android_logger_data* data, const char* message) {
+    const PendingContext context = takePendingContext();
+    if (data == nullptr || !logWanted())
+        return;
+    // The device's log never throws into its caller: a record that cannot be stored (an
+    // allocation failed) is dropped.
+    try {
+        emitOnline(data->priority, data->tag, context, message);
+    } catch (...) {
+    }
+}
+
+// Hooks the capture into liblog when the framework library loads, before any plugin can log.
+struct LiblogHookup {
+    LiblogHookup() {
+        __android_log_set_logger(&receiveRecord);
+        __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
+    }
+};
+const LiblogHookup gLiblogHookup;
 
 }  // namespace
 }  // namespace detail
 }  // namespace korahost
-
-extern "C" int __android_log_print(int prio, const char* tag, const char* fmt, ...) {
-    va_list args;
-    va_start(args, fmt);
-    const korahost::detail::PendingContext context = korahost::detail::takePendingContext();
-    if (!korahost::detail::logWanted()) {
-        // Nothing takes the line: format it, as the device's log does, and drop it.
-        const int length = korahost::detail::formatDropped(fmt, args);
-        va_end(args);
-        return length;
-    }
-    // The device's log never throws into its caller: a line that cannot be stored (an
-    // allocation failed) is dropped.
-    int written = -1;
-    try {
-        std::string text = korahost::detail::formatV(fmt, args);
-        written = korahost::detail::emitOnline(prio, tag, context, std::move(text));
-    } catch (...) {
-        written = -1;
-    }
-    va_end(args);
-    return written;
-}

@@ -1,6 +1,7 @@
 // Glue between the two halves of an online log statement: vodebug::Log::catchLogEncryptLog
 // leaves the statement's structured fields for the __android_log_print call that follows on
-// the same thread, which records the line with them.
+// the same thread; liblog hands that record to the framework's logger on the same thread, which
+// records the line with them.
 #pragma once
 
 #include <stdarg.h>

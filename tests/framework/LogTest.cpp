@@ -181,13 +181,56 @@ TEST_F(LogTest, EncryptedCatchKeepsTheLineOffTheAndroidLog) {
     EXPECT_EQ("plain 5", records[0].message);
 }
 
-TEST_F(LogTest, LongMessagesAreNotCut) {
+TEST_F(LogTest, LongMessagesAreCutOnlyByTheAndroidLog) {
+    // liblog formats a line into 1024 bytes, as on a device; the offline channel keeps it whole.
     const std::string longText(3000, 'x');
     VO_LOG(E, "TEST", 2, TEST_SOURCE, "%s", longText.c_str());
     auto records = korahost::takeLogs();
     ASSERT_EQ(2u, records.size());
-    EXPECT_EQ(longText, records[0].message);
+    EXPECT_EQ(1023u, records[0].text.size());
+    EXPECT_EQ(std::string(1023 - records[0].text.find('x'), 'x'), records[0].message);
     EXPECT_EQ(longText, records[1].message);
+}
+
+// Every record of Android's log reaches the capture through liblog's logger, whatever its
+// priority, and keeps a statement's fields only when it is that statement's line.
+TEST_F(LogTest, TheAndroidLogDeliversEveryRecord) {
+    struct Row {
+        const char* name;
+        char pendingLevel;  // a statement's level left pending before the raw line; 0: none
+        int priority;
+        char level;
+        uint32_t group;
+    } rows[] = {
+        {"verbose", 0, ANDROID_LOG_VERBOSE, 'V', 0},
+        {"debug", 0, ANDROID_LOG_DEBUG, 'D', 0},
+        {"info", 0, ANDROID_LOG_INFO, 'I', 0},
+        {"warn", 0, ANDROID_LOG_WARN, 'W', 0},
+        {"error", 0, ANDROID_LOG_ERROR, 'E', 0},
+        {"fatal", 0, ANDROID_LOG_FATAL, 'F', 0},
+        // The statement's own line, and a line of another priority after a statement whose line
+        // never came.
+        {"statement", 'W', ANDROID_LOG_WARN, 'W', 32},
+        {"stale", 'D', ANDROID_LOG_INFO, 'I', 0},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        if (row.pendingLevel != 0) {
+            const char level[] = {row.pendingLevel, '\0'};
+            ASSERT_EQ(0, vodebug::Log::catchLogEncryptLog(32, "unit", 7, "fn", level, "x"));
+        }
+        __android_log_print(row.priority, "RAW", "plain %d %s", 5, "words");
+        const auto records = korahost::takeLogs();
+        ASSERT_EQ(1u, records.size());
+        EXPECT_EQ(korahost::LogChannel::Online, records[0].channel);
+        EXPECT_EQ(row.priority, records[0].priority);
+        EXPECT_EQ(row.level, records[0].level);
+        EXPECT_EQ("RAW", records[0].tag);
+        EXPECT_EQ("plain 5 words", records[0].text);
+        EXPECT_EQ("plain 5 words", records[0].message);
+        EXPECT_EQ(row.group, records[0].group);
+        EXPECT_EQ(row.group != 0 ? "unit" : "", records[0].file);
+    }
 }
 
 TEST_F(LogTest, FileNameIsTheLastPathPart) {

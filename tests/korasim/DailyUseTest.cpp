@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -120,6 +121,9 @@ TEST(KorasimDailyUse, MalformedInputEndsWithExitTwoAndSaysWhereItIs) {
         {"budgetValue", {"run", "SCRATCH/big.json", "--max-memory", "lots"}, "--max-memory"},
         {"replayFormat", {"replay", kInputDump}, "cannot tell NV21 from NV12"},
         {"logcat", {"run", "SCRATCH/empty.json", "--logcat", "SDSR:Q"}, "bad logcat filter"},
+        {"logcatFormat",
+         {"run", "SCRATCH/empty.json", "--logcat-format=threadtime,treadtime"},
+         "bad logcat format \"treadtime\""},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -191,17 +195,51 @@ TEST(KorasimDailyUse, LogcatFiltersLikeLogcatAndPicturesShowTheChange) {
     const Result r =
         runSession(scratch, json::object(), {"--logcat=SDSR:I *:S", "--out", scratch.path("out")});
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    EXPECT_TRUE(contains(r.err, " I SDSR: ")) << r.err.substr(0, 600);
-    EXPECT_FALSE(contains(r.err, " D SDSR: "));
+    // logcat's threadtime layout: the tag padded to 8.
+    EXPECT_TRUE(contains(r.err, " I SDSR    : ")) << r.err.substr(0, 600);
+    EXPECT_FALSE(contains(r.err, " D SDSR    : "));
     EXPECT_FALSE(contains(r.err, "VoAlgoEngine"));
-    EXPECT_FALSE(contains(r.err, " offline: "));
+    EXPECT_FALSE(contains(r.err, " offline : "));
     EXPECT_TRUE(contains(r.err, "--------- steps[3] processRequest (plugin sdsr)")) << r.err;
     // A bare --logcat leaves the session file after it alone.
     const Result offline = runKorasim(
         scratch, {"run", "--channel", "offline", "--logcat", scratch.path("session.json")});
     ASSERT_EQ(offline.exitCode, 0) << offline.err;
-    EXPECT_TRUE(contains(offline.err, " offline: "));
-    EXPECT_FALSE(contains(offline.err, " SDSR: "));
+    EXPECT_TRUE(contains(offline.err, " offline : "));
+    EXPECT_FALSE(contains(offline.err, " SDSR    : "));
+    // Another layout, in logcat's words: one line per echoed record of the report, in order.
+    const Result tagged =
+        runSession(scratch, json::object(), {"--logcat=SDSR:I *:S", "--logcat-format", "tag"});
+    ASSERT_EQ(tagged.exitCode, 0) << tagged.err;
+    std::vector<json> parts = {tagged.report.at("load")};
+    for (const json& s : tagged.report.at("steps"))
+        parts.push_back(s);
+    parts.push_back(tagged.report.at("end"));
+    std::vector<std::pair<std::string, std::string>> wanted;  // head and message
+    for (const json& part : parts) {
+        for (const json& line : part.at("log")) {
+            const std::string level = line.at("level");
+            if (line.at("channel") == "online" && line.at("tag") == "SDSR" && level != "V" &&
+                level != "D") {
+                wanted.emplace_back(level + "/SDSR    : ", line.at("message"));
+            }
+        }
+    }
+    std::vector<std::string> echoed;
+    std::istringstream err(tagged.err);
+    for (std::string line; std::getline(err, line);) {
+        if (line.rfind("---------", 0) != 0)
+            echoed.push_back(line);
+    }
+    EXPECT_FALSE(wanted.empty());
+    ASSERT_EQ(echoed.size(), wanted.size()) << tagged.err;
+    for (size_t i = 0; i < echoed.size(); ++i) {
+        const std::string& line = echoed[i];
+        EXPECT_EQ(line.rfind(wanted[i].first, 0), 0u) << line;
+        EXPECT_GE(line.size(), wanted[i].second.size());
+        EXPECT_EQ(line.substr(line.size() - std::min(line.size(), wanted[i].second.size())),
+                  wanted[i].second);
+    }
 
     const json& out = step(r, 3).at("outputs").at(0);
     EXPECT_GT(out.at("changedPixels").get<double>(), 0.5);

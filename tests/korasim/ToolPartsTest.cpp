@@ -1,8 +1,10 @@
 // korasim's parts that need no plugin: the strict JSON reader, the expectation checker, the
-// logcat filter, the comparison figures, the memory budget, JUnit output and the signal-safe
-// tree removal.
+// logcat filter and layouts, the comparison figures, the memory budget, JUnit output and the
+// signal-safe tree removal.
 #include <gtest/gtest.h>
+#include <log/logprint.h>
 #include <stdlib.h>
+#include <string.h>
 
 #include <filesystem>
 #include <fstream>
@@ -13,7 +15,7 @@
 #include "Guard.h"
 #include "JUnit.h"
 #include "JsonFile.h"
-#include "LogFilter.h"
+#include "LogcatEcho.h"
 #include "Picture.h"
 #include "Png.h"
 #include "Session.h"
@@ -133,28 +135,107 @@ TEST(KorasimParts, ExpectationsReportEachMismatchWithWantedAndActual) {
 TEST(KorasimParts, LogcatFiltersPassWhatLogcatWouldPass) {
     struct Case {
         const char* filter;
+        korahost::LogChannel channel;
         const char* tag;
-        char level;
+        int priority;
         bool passes;
     };
+    const auto online = korahost::LogChannel::Online;
     const std::vector<Case> cases = {
-        {"", "SDSR", 'V', true},
-        {"SDSR:I VoAlgoEngine:W *:S", "SDSR", 'I', true},
-        {"SDSR:I VoAlgoEngine:W *:S", "SDSR", 'D', false},
-        {"SDSR:I VoAlgoEngine:W *:S", "VoAlgoEngine", 'I', false},
-        {"SDSR:I VoAlgoEngine:W *:S", "VoAlgoEngine", 'E', true},
-        {"SDSR:I VoAlgoEngine:W *:S", "offline", 'E', false},
-        {"SDSR:S", "SDSR", 'F', false},
-        {"SDSR:S", "other", 'V', true},
-        {"*:E", "SDSR", 'W', false},
+        {"", online, "SDSR", ANDROID_LOG_VERBOSE, true},
+        {"SDSR:I VoAlgoEngine:W *:S", online, "SDSR", ANDROID_LOG_INFO, true},
+        {"SDSR:I VoAlgoEngine:W *:S", online, "SDSR", ANDROID_LOG_DEBUG, false},
+        {"SDSR:I VoAlgoEngine:W *:S", online, "VoAlgoEngine", ANDROID_LOG_INFO, false},
+        {"SDSR:I VoAlgoEngine:W *:S", online, "VoAlgoEngine", ANDROID_LOG_ERROR, true},
+        {"SDSR:S", online, "SDSR", ANDROID_LOG_FATAL, false},
+        {"SDSR:S", online, "other", ANDROID_LOG_VERBOSE, true},
+        {"*:E", online, "SDSR", ANDROID_LOG_WARN, false},
+        // Offline lines go by the tag "offline", whatever tag their record holds.
+        {"SDSR:V *:S", korahost::LogChannel::Offline, "SDSR", ANDROID_LOG_ERROR, false},
+        {"offline:W *:S", korahost::LogChannel::Offline, "", ANDROID_LOG_WARN, true},
     };
     for (const auto& c : cases) {
-        EXPECT_EQ(LogFilter::parse(c.filter).passes(c.tag, c.level), c.passes)
-            << c.filter << " " << c.tag << ":" << c.level;
+        korahost::LogRecord record{};
+        record.channel = c.channel;
+        record.tag = c.tag;
+        record.priority = c.priority;
+        EXPECT_EQ(LogcatFormat("", c.filter).passes(record), c.passes)
+            << c.filter << " " << c.tag << ":" << c.priority;
     }
-    for (const char* bad : {"SDSR:X", "SDSR:II", ":I", "session.json"})
-        EXPECT_THROW(LogFilter::parse(bad), std::invalid_argument) << bad;
+    for (const char* bad : {"SDSR:X", ":I", "session.json", "SDSR:I other"})
+        EXPECT_THROW(LogcatFormat::checkFilter(bad), std::invalid_argument) << bad;
     EXPECT_THROW(parseChannel("all"), std::invalid_argument);
+}
+
+// What liblog itself prints for an entry given field by field, in logcat's -v words.
+std::string liblogPrints(const std::vector<AndroidLogPrintFormat>& words,
+                         const AndroidLogEntry& entry) {
+    AndroidLogFormat* format = android_log_format_new();
+    android_log_setPrintFormat(format, FORMAT_THREADTIME);
+    for (AndroidLogPrintFormat word : words)
+        android_log_setPrintFormat(format, word);
+    char buffer[2048];
+    size_t length = 0;
+    char* line = android_log_formatLogLine(format, buffer, sizeof(buffer), &entry, &length);
+    std::string text(line, length);
+    android_log_format_free(format);
+    return text.substr(0, text.size() - 1);  // without liblog's final newline
+}
+
+TEST(KorasimParts, LogcatLayoutsAreLiblogsOwn) {
+    struct Case {
+        const char* words;
+        std::vector<AndroidLogPrintFormat> liblogWords;
+    };
+    const std::vector<Case> cases = {
+        {"", {}},
+        {"threadtime", {FORMAT_THREADTIME}},
+        {"brief", {FORMAT_BRIEF}},
+        {"process", {FORMAT_PROCESS}},
+        {"tag", {FORMAT_TAG}},
+        {"thread", {FORMAT_THREAD}},
+        {"raw", {FORMAT_RAW}},
+        {"time", {FORMAT_TIME}},
+        {"long", {FORMAT_LONG}},
+        {"threadtime,uid", {FORMAT_MODIFIER_UID}},
+        {"time,usec", {FORMAT_TIME, FORMAT_MODIFIER_TIME_USEC}},
+        {"threadtime nsec,year", {FORMAT_MODIFIER_TIME_NSEC, FORMAT_MODIFIER_YEAR}},
+        {"epoch,uid", {FORMAT_MODIFIER_EPOCH, FORMAT_MODIFIER_UID}},
+        {"brief,color", {FORMAT_BRIEF, FORMAT_MODIFIER_COLOR}},
+        {"printable", {FORMAT_MODIFIER_PRINTABLE}},
+    };
+    korahost::LogRecord record{};
+    record.channel = korahost::LogChannel::Online;
+    record.priority = ANDROID_LOG_WARN;
+    record.tag = "SDSR";
+    record.text = "PLUGIN sdsrplugin:12 initialize()two\nlines\x01";
+    record.timeUs = 1700000000123456;
+    record.uid = 1047;
+    record.pid = 4321;
+    record.tid = 4322;
+    AndroidLogEntry entry{};
+    entry.tv_sec = 1700000000;
+    entry.tv_nsec = 123456000;
+    entry.priority = ANDROID_LOG_WARN;
+    entry.uid = 1047;
+    entry.pid = 4321;
+    entry.tid = 4322;
+    entry.tag = "SDSR";
+    entry.tagLen = 4;
+    entry.message = "PLUGIN sdsrplugin:12 initialize()two\nlines\x01";
+    entry.messageLen = strlen(entry.message);
+    for (const auto& c : cases) {
+        EXPECT_EQ(LogcatFormat(c.words, "").format(record), liblogPrints(c.liblogWords, entry))
+            << c.words;
+    }
+    // logcat's threadtime pads the tag to 8; an offline line shows under "offline".
+    EXPECT_NE(LogcatFormat("", "").format(record).find(" 4321  4322 W SDSR    : PLUGIN"),
+              std::string::npos);
+    record.channel = korahost::LogChannel::Offline;
+    EXPECT_NE(LogcatFormat("tag", "").format(record).find("W/offline : PLUGIN"), std::string::npos);
+
+    for (const char* bad : {"treadtime", "threadtime,,bogus", "Etc/../../etc/passwd", "9x"})
+        EXPECT_THROW(LogcatFormat::checkWords(bad), std::invalid_argument) << bad;
 }
 
 TEST(KorasimParts, ComparisonFiguresOfKnownDifferences) {

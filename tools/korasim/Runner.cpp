@@ -39,7 +39,9 @@ void Runner::Impl::load() {
     feed.setGates(logread::Gates{g.level, g.groups});
     korahost::setLogEcho(false);
     if (options.logcat)
-        echo = std::make_unique<LogEcho>(LogFilter::parse(options.logcatFilter), options.channel);
+        echo = std::make_unique<LogEcho>(
+            std::make_shared<const LogcatFormat>(options.logcatFormat, options.logcatFilter),
+            options.channel);
     korahost::setMetadataWriteRecording(true);
 
     if (options.libDir.empty())

@@ -10,7 +10,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "LogFilter.h"
+#include "LogcatEcho.h"
 #include "Session.h"
 #include "Yuv.h"
 
@@ -25,6 +25,7 @@ struct RunOptions {
     bool writeOutputImages = true;
     bool logcat = false;       // echo the plugin's log lines to stderr
     std::string logcatFilter;  // logcat's filter; empty: every line
+    std::string logcatFormat;  // logcat -v words; empty: threadtime
     LogChannelChoice channel = LogChannelChoice::Online;
 };
 

@@ -14,7 +14,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Device.h"
-#include "LogFilter.h"
+#include "LogcatEcho.h"
 #include "PluginWraper.h"
 #include "Provider.h"
 #include "Runner.h"

@@ -97,8 +97,20 @@ void addSessionOptions(CLI::App& command, SessionArgs& args) {
             },
             "echo the plugin's log to stderr, filtered like logcat: --logcat='SDSR:I *:S'")
         ->expected(0, 0)
-        ->check(checkWith("FILTER", [](const std::string& v) { LogFilter::parse(v); }))
+        ->check(checkWith("FILTER", &LogcatFormat::checkFilter))
         ->option_text("[=FILTER]");
+    // A layout asks for the echo too.
+    command
+        .add_option_function<std::string>(
+            "--logcat-format",
+            [&args](const std::string& words) {
+                args.logcat = true;
+                args.logcatFormat = words;
+            },
+            "the --logcat layout, in the words of logcat -v (default threadtime): "
+            "--logcat-format=threadtime,uid,usec")
+        ->check(checkWith("FORMAT", &LogcatFormat::checkWords))
+        ->option_text("FORMAT[,MODIFIER...]");
     command
         .add_option("--channel", args.channel,
                     "the log channel --logcat echoes: online (default), offline or both")
@@ -126,6 +138,7 @@ RunOptions runOptions(const SessionArgs& args, const std::string& sessionName) {
     o.outDir = args.outDir;
     o.logcat = args.logcat;
     o.logcatFilter = args.logcatFilter;
+    o.logcatFormat = args.logcatFormat;
     o.channel = parseChannel(args.channel);
     o.sessionName = sessionName;
     return o;

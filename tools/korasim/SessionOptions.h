@@ -11,7 +11,7 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
-#include "LogFilter.h"
+#include "LogcatEcho.h"
 #include "Runner.h"
 #include "Session.h"
 
@@ -27,6 +27,7 @@ struct SessionArgs {
     std::string root, outDir, report, html;
     bool logcat = false;
     std::string logcatFilter;  // empty: every line
+    std::string logcatFormat;  // logcat -v words; empty: threadtime
     std::string channel = "online";
     std::string maxMemory;  // checked by parseBytes; empty: the default budget
 };
@@ -38,7 +39,8 @@ CLI::Validator finiteNumber(double min = std::numeric_limits<double>::lowest());
 void addPluginOptions(CLI::App& command, std::string& plugin, std::string& libDir);
 // --max-memory SIZE, checked while parsing.
 void addMaxMemoryOption(CLI::App& command, std::string& maxMemory);
-// The plugin options, --root, --report, --out, --html, --logcat[=FILTER] and --channel.
+// The plugin options, --root, --report, --out, --html, --logcat[=FILTER], --logcat-format and
+// --channel.
 void addSessionOptions(CLI::App& command, SessionArgs& args);
 
 // Rewrites `--logcat FILTER` as `--logcat=FILTER` when FILTER looks like a filter (TAG:PRIORITY)

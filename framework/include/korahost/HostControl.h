@@ -11,6 +11,7 @@
 #include <vector>
 
 class VoMetadata;
+struct AndroidLogFormat_t;  // liblog's AndroidLogFormat (<log/logprint.h>)
 
 namespace korahost {
 
@@ -29,16 +30,25 @@ struct LogRecord {
     std::string message;  // the statement's message, fully formatted, without the prefix
     std::string text;     // the whole formatted line as the channel received it
     int64_t timeUs;       // wall clock, microseconds since the epoch
+    int uid;
     int pid;
     int tid;
 };
 
-// Captured lines are kept in memory until taken. Capture is on by default.
+// Every record the process writes to Android's log (liblog), of every priority, and every
+// offline line is captured. Captured lines are kept in memory until taken. Capture is on by
+// default.
 void setLogCapture(bool enabled);
 std::vector<LogRecord> takeLogs();
 void clearLogs();
-// Echo every line to stderr as it happens, in Android's threadtime style.
+// Echo every line to stderr as it happens, as `logcat -v threadtime` prints it.
 void setLogEcho(bool enabled);
+// One line as logcat prints it in `format` (liblog's android_log_formatLogLine), without the
+// final newline; offline lines show under the tag "offline". A message of several lines gives
+// several lines.
+std::string formatLogLine(const LogRecord& record, AndroidLogFormat_t* format);
+// The tag logcat-style output shows and filters a line under: its Android tag, or "offline".
+const char* logcatTag(const LogRecord& record);
 std::string formatThreadtime(const LogRecord& record);
 // Called for every line, on the logging thread. Returns an id for removeLogListener.
 int addLogListener(std::function<void(const LogRecord&)> listener);
