@@ -11,8 +11,8 @@
 #include <gtest/gtest.h>
 
 #include "KorasimRunner.h"
-#include "Yuv.h"
-#include "html/Page.h"
+#include "image/YuvBuffer.h"
+#include "report/Page.h"
 
 namespace fs = std::filesystem;
 using nlohmann::json;

@@ -8,15 +8,15 @@
 #include <fstream>
 #include <sstream>
 
-#include "Budget.h"
-#include "Expect.h"
-#include "Guard.h"
-#include "JUnit.h"
-#include "JsonFile.h"
-#include "LogFilter.h"
-#include "Picture.h"
-#include "Png.h"
-#include "Session.h"
+#include "common/Guard.h"
+#include "common/JsonFile.h"
+#include "image/Comparison.h"
+#include "image/Png.h"
+#include "report/JUnit.h"
+#include "run/LogFilter.h"
+#include "session/Expect.h"
+#include "session/MemoryBudget.h"
+#include "session/Session.h"
 
 using nlohmann::json;
 using namespace korasim;
