@@ -7,7 +7,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include "cli/SessionOptions.h"
+#include "cli/CommandOptions.h"
 #include "cli/TestCommand.h"
 
 namespace korasim {

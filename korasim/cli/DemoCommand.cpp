@@ -1,6 +1,5 @@
 // korasim demo: the built-in 10x zoom capture of a synthetic scene through the reference
 // algorithm, with pictures of input and output and the algorithm's throughput.
-#include <dlfcn.h>
 #include <stdio.h>
 #include <stdlib.h>
 
@@ -8,12 +7,14 @@
 #include <string>
 #include <vector>
 
+#include "LibraryControl.h"
 #include "cli/Commands.h"
-#include "device/Device.h"
-#include "image/Comparison.h"
+#include "cli/SessionRun.h"
+#include "image/Lettering.h"
+#include "image/Measures.h"
+#include "image/Pictures.h"
 #include "image/Png.h"
-#include "image/Scene.h"
-#include "image/YuvBuffer.h"
+#include "image/YuvRgb.h"
 #include "report/PageRecorder.h"
 
 namespace fs = std::filesystem;
@@ -69,14 +70,14 @@ int commandDemo(DemoArgs args) {
     runner.setProcessedCallback([&](const ProcessedRequest& r) {
         if (r.inputs.empty() || r.outputs.empty())
             return;
-        const YuvBuffer& in = *r.inputs.front();
-        const YuvBuffer& out = *r.outputs.front();
+        const YuvImage& in = *r.inputs.front();
+        const YuvImage& out = *r.outputs.front();
         page.onProcessed(r.stepIndex, in, out);
         processed = true;
-        outputChanged = !out.sameVisible(in);
+        outputChanged = !out.sameVisiblePixels(in);
         inSharpness = lumaSharpness(in);
         outSharpness = lumaSharpness(out);
-        const RgbImage inRgb = in.toRgb(), outRgb = out.toRgb();
+        const RgbImage inRgb = toRgb(in), outRgb = toRgb(out);
         // The whole frame, input beside output, scaled down by 4.
         const int factor = 4, gap = 16, band = 60;
         const RgbImage inSmall = shrink(inRgb, factor), outSmall = shrink(outRgb, factor);
@@ -112,18 +113,17 @@ int commandDemo(DemoArgs args) {
             continue;
         const json& runMs = step["timings"]["runMs"];
         if (runMs.is_number() && runMs.get<double>() > 0) {
-            void* reference = dlopen((options.libDir.empty() ? defaultLibraryDir() : options.libDir)
-                                         .append("/libsdsr_algo_reference.so")
-                                         .c_str(),
-                                     RTLD_NOW | RTLD_NOLOAD);
-            auto threadsFn =
-                reference
-                    ? reinterpret_cast<int32_t (*)()>(dlsym(reference, "sdsrReference_threads"))
-                    : nullptr;
+            // The library the plugin ran, already loaded: its own count of worker threads.
+            int32_t threads = 0;
+            try {
+                threads = hostkit::ReferenceAlgo(options.libDir.empty() ? hostkit::libraryDir()
+                                                                        : options.libDir)
+                              .threads();
+            } catch (const std::runtime_error&) {
+            }
             printf("reference algorithm: %.1f ms for %dx%d = %.1f megapixels/s on %d thread(s)\n",
                    runMs.get<double>(), width, height,
-                   width * double(height) / 1000.0 / runMs.get<double>(),
-                   threadsFn ? threadsFn() : 0);
+                   width * double(height) / 1000.0 / runMs.get<double>(), threads);
         }
     }
     if (processed) {

@@ -5,7 +5,8 @@
 #include <fstream>
 #include <string>
 
-#include "cli/SessionOptions.h"
+#include "cli/CommandOptions.h"
+#include "common/TextFile.h"
 #include "logread/PluginLog.h"
 #include "logread/SessionOut.h"
 #include "report/Page.h"
@@ -48,17 +49,6 @@ void printDetails(const json& capture) {
     }
     for (const auto& u : capture["unknown"])
         printf("    unknown: %s\n", u.get<std::string>().c_str());
-}
-
-bool writeFile(const std::string& path, const std::string& text) {
-    std::error_code ec;
-    const fs::path parent = fs::path(path).parent_path();
-    if (!parent.empty())
-        fs::create_directories(parent, ec);
-    std::ofstream out(path);
-    out << text;
-    out.close();
-    return static_cast<bool>(out);
 }
 
 }  // namespace
@@ -126,7 +116,7 @@ int explainCommand(const ExplainOptions& o) {
         for (const auto& s : reader.unattributedSamples())
             printf("not attributed: %s\n", s.c_str());
     }
-    if (!o.jsonFile.empty() && !writeFile(o.jsonFile, document.dump(2) + "\n")) {
+    if (!o.jsonFile.empty() && !writeTextFile(o.jsonFile, document.dump(2) + "\n")) {
         fprintf(stderr, "korasim explain: cannot write %s\n", o.jsonFile.c_str());
         return 1;
     }
@@ -145,7 +135,7 @@ int explainCommand(const ExplainOptions& o) {
             char name[64];
             snprintf(name, sizeof(name), "capture-%03zu.json", i + 1);
             const std::string path = o.sessionDir + "/" + name;
-            if (!writeFile(path, logread::sessionFor(*shown[i], o.log).dump(2) + "\n")) {
+            if (!writeTextFile(path, logread::sessionFor(*shown[i], o.log).dump(2) + "\n")) {
                 fprintf(stderr, "korasim explain: cannot write %s\n", path.c_str());
                 return 1;
             }

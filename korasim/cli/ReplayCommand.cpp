@@ -5,9 +5,11 @@
 #include <filesystem>
 
 #include "cli/Commands.h"
+#include "cli/SessionRun.h"
 #include "common/JsonFile.h"
-#include "replay/DailyCommands.h"
-#include "replay/ReplayDumps.h"
+#include "replay/DumpFiles.h"
+#include "replay/ReplayFolder.h"
+#include "replay/ReplaySession.h"
 
 namespace fs = std::filesystem;
 using nlohmann::json;

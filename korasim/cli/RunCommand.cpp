@@ -1,5 +1,6 @@
 // korasim run SESSION.json: runs one session and reports everything the plugin did.
 #include "cli/Commands.h"
+#include "cli/SessionRun.h"
 
 namespace korasim {
 

@@ -8,7 +8,7 @@
 
 #include "cli/Commands.h"
 #include "cli/ExplainCommand.h"
-#include "common/Guard.h"
+#include "common/ExitGuard.h"
 
 using namespace korasim;
 

@@ -16,7 +16,8 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "common/Guard.h"
+#include "common/TemporaryTrees.h"
+#include "common/TextFile.h"
 
 extern char** environ;
 
@@ -25,13 +26,6 @@ namespace fs = std::filesystem;
 namespace korasim {
 
 namespace {
-
-std::string slurp(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream out;
-    out << in.rdbuf();
-    return out.str();
-}
 
 pid_t launch(const std::vector<std::string>& command, const std::string& base) {
     std::vector<std::string> args = command;
@@ -54,14 +48,6 @@ pid_t launch(const std::vector<std::string>& command, const std::string& base) {
 }
 
 }  // namespace
-
-ScratchDir::ScratchDir(const char* prefix) : m_path(createTemporaryTree(prefix)) {}
-
-ScratchDir::~ScratchDir() {
-    std::error_code ignored;
-    fs::remove_all(m_path, ignored);
-    forgetTemporaryTree(m_path);
-}
 
 std::string selfExecutable() {
     std::error_code ec;
@@ -115,8 +101,8 @@ std::vector<ChildResult> runChildren(const std::vector<std::vector<std::string>>
         ChildResult& r = results[it->second.index];
         r.status = status;
         r.seconds = seconds(it->second.start);
-        r.out = slurp(base(it->second.index) + ".out");
-        r.err = slurp(base(it->second.index) + ".err");
+        r.out = readTextFile(base(it->second.index) + ".out");
+        r.err = readTextFile(base(it->second.index) + ".err");
         running.erase(it);
     }
     return results;

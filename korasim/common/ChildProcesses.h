@@ -24,17 +24,4 @@ std::vector<ChildResult> runChildren(const std::vector<std::vector<std::string>>
 // This executable, for running korasim's own commands in children.
 std::string selfExecutable();
 
-// A scratch directory removed with the object (and by the guard on any other exit).
-class ScratchDir {
-  public:
-    explicit ScratchDir(const char* prefix);
-    ~ScratchDir();
-    ScratchDir(const ScratchDir&) = delete;
-    ScratchDir& operator=(const ScratchDir&) = delete;
-    const std::string& path() const { return m_path; }
-
-  private:
-    std::string m_path;
-};
-
 }  // namespace korasim

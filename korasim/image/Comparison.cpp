@@ -1,47 +1,46 @@
 #include "image/Comparison.h"
 
+#include <libyuv/compare.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
 
-#include "image/Scene.h"
-
 namespace korasim {
+
+namespace {
+
+double psnrOf(uint64_t squares, uint64_t bytes) {
+    return 10.0 * std::log10(255.0 * 255.0 * double(bytes) / double(squares));
+}
+
+}  // namespace
 
 std::optional<double> psnr(const std::vector<uint8_t>& a, const std::vector<uint8_t>& b) {
     if (a.size() != b.size() || a.empty())
         return std::nullopt;
-    uint64_t sum = 0;
-    for (size_t i = 0; i < a.size(); ++i) {
-        const int d = int(a[i]) - int(b[i]);
-        sum += uint64_t(d * d);
-    }
-    if (sum == 0)
+    const uint64_t squares = libyuv::ComputeSumSquareError(a.data(), b.data(), int(a.size()));
+    if (squares == 0)
         return std::nullopt;
-    const double mse = double(sum) / double(a.size());
-    return 10.0 * std::log10(255.0 * 255.0 / mse);
+    return psnrOf(squares, a.size());
 }
 
-std::optional<Difference> difference(const YuvBuffer& input, const YuvBuffer& output) {
+std::optional<Difference> difference(const YuvImage& input, const YuvImage& output) {
     if (input.width() != output.width() || input.height() != output.height())
         return std::nullopt;
-    // Row by row through the padded planes: a 12-megapixel request gets no extra copies.
+    // Through the padded planes: a 12-megapixel request gets no extra copies.
     const uint32_t w = input.width(), h = input.height(), cw = input.chromaRowBytes();
-    uint64_t squares = 0, changed = 0;
-    auto sumRow = [&squares](const uint8_t* a, const uint8_t* b, uint32_t n) {
-        for (uint32_t x = 0; x < n; ++x) {
-            const int d = int(a[x]) - int(b[x]);
-            squares += uint64_t(d * d);
-        }
-    };
+    const uint64_t squares =
+        libyuv::ComputeSumSquareErrorPlane(input.luma(), int(input.stride()), output.luma(),
+                                           int(output.stride()), int(w), int(h)) +
+        libyuv::ComputeSumSquareErrorPlane(input.chroma(), int(input.stride()), output.chroma(),
+                                           int(output.stride()), int(cw), int(input.chromaRows()));
+    uint64_t changed = 0;
     for (uint32_t y = 0; y < h; ++y) {
         const uint8_t* la = input.luma() + size_t(y) * input.stride();
         const uint8_t* lb = output.luma() + size_t(y) * output.stride();
         const uint8_t* ca = input.chroma() + size_t(y / 2) * input.stride();
         const uint8_t* cb = output.chroma() + size_t(y / 2) * output.stride();
-        sumRow(la, lb, w);
-        if (y % 2 == 0)
-            sumRow(ca, cb, cw);
         // A pixel changed when its luma or the chroma pair of its 2x2 block changed.
         for (uint32_t x = 0; x < w; ++x) {
             const uint32_t c = x & ~1u;
@@ -49,35 +48,13 @@ std::optional<Difference> difference(const YuvBuffer& input, const YuvBuffer& ou
         }
     }
     Difference d;
-    const uint64_t bytes = uint64_t(w) * h + uint64_t(cw) * input.chromaRows();
     if (squares != 0)
-        d.psnrDb = 10.0 * std::log10(255.0 * 255.0 * double(bytes) / double(squares));
+        d.psnrDb = psnrOf(squares, uint64_t(w) * h + uint64_t(cw) * input.chromaRows());
     d.changedPixels = w && h ? double(changed) / (double(w) * h) : 0.0;
     return d;
 }
 
-RgbImage sideBySide(const RgbImage& input, const RgbImage& output) {
-    const int gap = 16, band = 60;
-    RgbImage canvas(input.width + gap + output.width, std::max(input.height, output.height) + band);
-    paste(canvas, input, 0, band);
-    paste(canvas, output, input.width + gap, band);
-    drawLabel(canvas, "INPUT", 8, 4, 5);
-    drawLabel(canvas, "OUTPUT", input.width + gap + 8, 4, 5);
-    return canvas;
-}
-
-RgbImage amplifiedDifference(const RgbImage& input, const RgbImage& output, int gain) {
-    RgbImage diff(std::min(input.width, output.width), std::min(input.height, output.height));
-    for (int y = 0; y < diff.height; ++y) {
-        for (int x = 0; x < diff.width; ++x) {
-            const uint8_t *p = input.at(x, y), *q = output.at(x, y);
-            for (int c = 0; c < 3; ++c)
-                diff.at(x, y)[c] = uint8_t(std::min(255, std::abs(int(p[c]) - int(q[c])) * gain));
-        }
-    }
-    return diff;
-}
-
+// Counted by hand: libyuv counts differing bits, not bytes.
 ByteComparison compareBytes(const std::vector<uint8_t>& a, const std::vector<uint8_t>& b) {
     ByteComparison c;
     const size_t common = std::min(a.size(), b.size());
@@ -89,18 +66,20 @@ ByteComparison compareBytes(const std::vector<uint8_t>& a, const std::vector<uin
     return c;
 }
 
-void paste(RgbImage& canvas, const RgbImage& image, int left, int top, int x0, int y0, int w,
-           int h) {
-    if (w < 0)
-        w = image.width;
-    if (h < 0)
-        h = image.height;
-    for (int y = 0; y < h && top + y < canvas.height && y0 + y < image.height; ++y) {
-        for (int x = 0; x < w && left + x < canvas.width && x0 + x < image.width; ++x) {
-            const uint8_t* p = image.at(x0 + x, y0 + y);
-            std::copy(p, p + 3, canvas.at(left + x, top + y));
-        }
+double meanAbsLumaDiff(const YuvImage& a, const YuvImage& b) {
+    if (a.width() != b.width() || a.height() != b.height() || a.width() == 0 || a.height() == 0) {
+        return -1.0;
     }
+    double total = 0;
+    for (uint32_t y = 0; y < a.height(); ++y) {
+        const uint8_t* ra = a.luma() + size_t(y) * a.stride();
+        const uint8_t* rb = b.luma() + size_t(y) * b.stride();
+        long long rowSum = 0;
+        for (uint32_t x = 0; x < a.width(); ++x)
+            rowSum += std::abs(int(ra[x]) - int(rb[x]));
+        total += static_cast<double>(rowSum);
+    }
+    return total / (double(a.width()) * a.height());
 }
 
 }  // namespace korasim

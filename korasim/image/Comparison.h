@@ -1,18 +1,18 @@
-// Pictures and figures that compare an output with its input: PSNR, the share of changed
-// pixels, input beside output, an amplified difference image, and the byte comparison of a
-// replayed output with the device's own output dump.
+// Figures that compare an output with its input: PSNR, the share of changed pixels, the mean
+// luma difference, and the byte comparison of a replayed output with the device's own output
+// dump.
 #pragma once
 
 #include <stdint.h>
 
 #include <optional>
-#include <string>
 #include <vector>
 
-#include "image/Png.h"
-#include "image/YuvBuffer.h"
+#include "YuvImage.h"
 
 namespace korasim {
+
+using hostkit::YuvImage;
 
 // PSNR in dB of two byte sequences of equal length (peak 255); nullopt when they are equal
 // (the PSNR is infinite) or of different lengths.
@@ -23,12 +23,9 @@ struct Difference {
     double changedPixels = 0;      // share of pixels whose luma or chroma differs, 0..1
 };
 // Nullopt when the buffers differ in size.
-std::optional<Difference> difference(const YuvBuffer& input, const YuvBuffer& output);
-
-// Input and output side by side, labelled, with a gap.
-RgbImage sideBySide(const RgbImage& input, const RgbImage& output);
-// |output - input| per RGB channel times `gain`, clipped: invisible changes become visible.
-RgbImage amplifiedDifference(const RgbImage& input, const RgbImage& output, int gain = 8);
+std::optional<Difference> difference(const YuvImage& input, const YuvImage& output);
+// Mean absolute luma difference of two buffers of equal size; -1 for other sizes.
+double meanAbsLumaDiff(const YuvImage& a, const YuvImage& b);
 
 struct ByteComparison {
     bool identical = false;
@@ -36,9 +33,5 @@ struct ByteComparison {
     uint64_t differingBytes = 0;   // includes the length difference
 };
 ByteComparison compareBytes(const std::vector<uint8_t>& a, const std::vector<uint8_t>& b);
-
-// Copies a rectangle of `image` into `canvas` at (left, top), clipped to both.
-void paste(RgbImage& canvas, const RgbImage& image, int left, int top, int x0 = 0, int y0 = 0,
-           int w = -1, int h = -1);
 
 }  // namespace korasim

@@ -1,5 +1,6 @@
 #include "image/Png.h"
 
+#include <errno.h>
 #include <png.h>
 #include <stdio.h>
 #include <string.h>
@@ -19,14 +20,16 @@ struct FileCloser {
 };
 using File = std::unique_ptr<FILE, FileCloser>;
 
-// libpng reports errors by longjmp; the handlers below keep its message for the caller.
-void onPngError(png_structp png, png_const_charp message) {
-    auto* text = static_cast<std::string*>(png_get_error_ptr(png));
-    if (text != nullptr)
-        *text = message;
-    png_longjmp(png, 1);
-}
-void onPngWarning(png_structp, png_const_charp) {}
+// Images larger than this on either side are refused before their pixels are allocated.
+constexpr png_uint_32 kMaxSide = 20000;
+
+// The simplified API's control block, freed however the reading or writing ends.
+struct ImageControl {
+    png_image image{};
+    ImageControl() { image.version = PNG_IMAGE_VERSION; }
+    ~ImageControl() { png_image_free(&image); }
+    std::string message() const { return image.message[0] ? image.message : "unknown error"; }
+};
 
 }  // namespace
 
@@ -38,16 +41,7 @@ bool looksLikePng(const std::string& path) {
     return fread(signature, 1, 8, file.get()) == 8 && png_sig_cmp(signature, 0, 8) == 0;
 }
 
-namespace {
-
-void appendBytes(png_structp png, png_bytep data, png_size_t size) {
-    auto* out = static_cast<std::vector<uint8_t>*>(png_get_io_ptr(png));
-    out->insert(out->end(), data, data + size);
-}
-void flushNothing(png_structp) {}
-
-}  // namespace
-
+// The simplified API knows two speeds, not zlib's ten levels: 0 and 1 ask for the fast one.
 bool encodePng(const RgbImage& image, std::vector<uint8_t>* out, std::string* error,
                int compressionLevel) {
     if (image.width <= 0 || image.height <= 0) {
@@ -55,34 +49,25 @@ bool encodePng(const RgbImage& image, std::vector<uint8_t>* out, std::string* er
             *error = "empty image";
         return false;
     }
-    std::string message;
-    png_structp png =
-        png_create_write_struct(PNG_LIBPNG_VER_STRING, &message, onPngError, onPngWarning);
-    png_infop info = png ? png_create_info_struct(png) : nullptr;
-    if (png == nullptr || info == nullptr) {
-        png_destroy_write_struct(&png, nullptr);
-        if (error)
-            *error = "libpng could not start";
-        return false;
+    ImageControl control;
+    control.image.width = static_cast<png_uint_32>(image.width);
+    control.image.height = static_cast<png_uint_32>(image.height);
+    control.image.format = PNG_FORMAT_RGB;
+    control.image.flags = compressionLevel <= 1 ? PNG_IMAGE_FLAG_FAST : 0;
+    png_alloc_size_t size = 0;
+    const int rowBytes = image.width * 3;
+    if (png_image_write_get_memory_size(control.image, size, 0, image.pixels.data(), rowBytes,
+                                        nullptr)) {
+        out->resize(size);
+        if (png_image_write_to_memory(&control.image, out->data(), &size, 0, image.pixels.data(),
+                                      rowBytes, nullptr)) {
+            out->resize(size);
+            return true;
+        }
     }
-    if (setjmp(png_jmpbuf(png))) {
-        png_destroy_write_struct(&png, &info);
-        if (error)
-            *error = "libpng: " + message;
-        return false;
-    }
-    out->clear();
-    png_set_write_fn(png, out, appendBytes, flushNothing);
-    png_set_compression_level(png, compressionLevel);
-    png_set_IHDR(png, info, image.width, image.height, 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
-                 PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-    png_write_info(png, info);
-    for (int y = 0; y < image.height; ++y) {
-        png_write_row(png, const_cast<png_bytep>(image.at(0, y)));
-    }
-    png_write_end(png, nullptr);
-    png_destroy_write_struct(&png, &info);
-    return true;
+    if (error)
+        *error = "libpng: " + control.message();
+    return false;
 }
 
 bool writePng(const std::string& path, const RgbImage& image, std::string* error) {
@@ -106,7 +91,7 @@ bool writePng(const std::string& path, const RgbImage& image, std::string* error
 
 bool readPngSize(const std::string& path, int* width, int* height, std::string* error) {
     // The first chunk of every PNG is IHDR, width and height first. Read by hand because
-    // libpng's png_read_info reads on to the first image data, which a cut file lacks.
+    // libpng reads on to the first image data before it gives the size, which a cut file lacks.
     File file(fopen(path.c_str(), "rb"));
     uint8_t head[24];
     if (!file || fread(head, 1, sizeof(head), file.get()) != sizeof(head) ||
@@ -120,6 +105,8 @@ bool readPngSize(const std::string& path, int* width, int* height, std::string* 
     return true;
 }
 
+// libpng converts every bit depth and colour type to 8-bit RGB; an alpha channel is composited
+// onto black.
 bool readPng(const std::string& path, RgbImage* image, std::string* error) {
     File file(fopen(path.c_str(), "rb"));
     if (!file) {
@@ -127,45 +114,27 @@ bool readPng(const std::string& path, RgbImage* image, std::string* error) {
             *error = "cannot open " + path + ": " + strerror(errno);
         return false;
     }
-    std::string message;
-    png_structp png =
-        png_create_read_struct(PNG_LIBPNG_VER_STRING, &message, onPngError, onPngWarning);
-    png_infop info = png ? png_create_info_struct(png) : nullptr;
-    if (png == nullptr || info == nullptr) {
-        png_destroy_read_struct(&png, nullptr, nullptr);
+    ImageControl control;
+    if (!png_image_begin_read_from_stdio(&control.image, file.get())) {
         if (error)
-            *error = "libpng could not start";
+            *error = "not a readable PNG: " + control.message();
         return false;
     }
-    RgbImage result;
-    if (setjmp(png_jmpbuf(png))) {
-        png_destroy_read_struct(&png, &info, nullptr);
+    if (control.image.width > kMaxSide || control.image.height > kMaxSide) {
         if (error)
-            *error = "not a readable PNG: " + message;
+            *error = "not a readable PNG: " + std::to_string(control.image.width) + "x" +
+                     std::to_string(control.image.height) + " is larger than korasim reads";
         return false;
     }
-    png_init_io(png, file.get());
-    png_set_user_limits(png, 20000, 20000);
-    png_read_info(png, info);
-    png_set_strip_16(png);
-    png_set_strip_alpha(png);
-    png_set_palette_to_rgb(png);
-    png_set_expand_gray_1_2_4_to_8(png);
-    png_set_gray_to_rgb(png);
-    png_read_update_info(png, info);
-    result.width = static_cast<int>(png_get_image_width(png, info));
-    result.height = static_cast<int>(png_get_image_height(png, info));
-    if (png_get_rowbytes(png, info) != static_cast<size_t>(result.width) * 3) {
-        png_destroy_read_struct(&png, &info, nullptr);
+    control.image.format = PNG_FORMAT_RGB;
+    RgbImage result(static_cast<int>(control.image.width), static_cast<int>(control.image.height));
+    const png_color black{0, 0, 0};
+    if (!png_image_finish_read(&control.image, &black, result.pixels.data(), result.width * 3,
+                               nullptr)) {
         if (error)
-            *error = "unsupported PNG layout";
+            *error = "not a readable PNG: " + control.message();
         return false;
     }
-    result.pixels.resize(static_cast<size_t>(result.width) * result.height * 3);
-    for (int y = 0; y < result.height; ++y)
-        png_read_row(png, result.at(0, y), nullptr);
-    png_read_end(png, nullptr);
-    png_destroy_read_struct(&png, &info, nullptr);
     *image = std::move(result);
     return true;
 }

@@ -1,4 +1,5 @@
-// PNG files through libpng: 8-bit RGB images for previews and for image inputs of a session.
+// PNG files through libpng's simplified API: 8-bit RGB images for previews and for image inputs
+// of a session.
 #pragma once
 
 #include <stdint.h>
@@ -6,21 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "image/RgbImage.h"
+
 namespace korasim {
-
-struct RgbImage {
-    int width = 0;
-    int height = 0;
-    std::vector<uint8_t> pixels;  // width * height * 3, rows top to bottom
-
-    RgbImage() = default;
-    RgbImage(int w, int h, uint8_t fill = 0)
-        : width(w), height(h), pixels(static_cast<size_t>(w) * h * 3, fill) {}
-    uint8_t* at(int x, int y) { return &pixels[(static_cast<size_t>(y) * width + x) * 3]; }
-    const uint8_t* at(int x, int y) const {
-        return &pixels[(static_cast<size_t>(y) * width + x) * 3];
-    }
-};
 
 // Encodes the image as PNG into *out (zlib level 0-9). False with a reason in *error.
 bool encodePng(const RgbImage& image, std::vector<uint8_t>* out, std::string* error,

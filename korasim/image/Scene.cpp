@@ -2,8 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <vector>
+
+#include "image/Lettering.h"
 
 namespace korasim {
 
@@ -12,61 +13,6 @@ namespace {
 struct Rgb {
     float r, g, b;
 };
-
-// 5x7 glyphs of the letters the scene writes; each row is 5 bits, most significant on the left.
-struct Glyph {
-    char c;
-    uint8_t rows[7];
-};
-const Glyph kGlyphs[] = {
-    {'S', {0x0F, 0x10, 0x10, 0x0E, 0x01, 0x01, 0x1E}},
-    {'D', {0x1E, 0x11, 0x11, 0x11, 0x11, 0x11, 0x1E}},
-    {'R', {0x1E, 0x11, 0x11, 0x1E, 0x14, 0x12, 0x11}},
-    {'K', {0x11, 0x12, 0x14, 0x18, 0x14, 0x12, 0x11}},
-    {'O', {0x0E, 0x11, 0x11, 0x11, 0x11, 0x11, 0x0E}},
-    {'A', {0x0E, 0x11, 0x11, 0x1F, 0x11, 0x11, 0x11}},
-    {'I', {0x0E, 0x04, 0x04, 0x04, 0x04, 0x04, 0x0E}},
-    {'M', {0x11, 0x1B, 0x15, 0x15, 0x11, 0x11, 0x11}},
-    {'X', {0x11, 0x11, 0x0A, 0x04, 0x0A, 0x11, 0x11}},
-    {'Z', {0x1F, 0x01, 0x02, 0x04, 0x08, 0x10, 0x1F}},
-    {'1', {0x04, 0x0C, 0x04, 0x04, 0x04, 0x04, 0x0E}},
-    {'0', {0x0E, 0x11, 0x13, 0x15, 0x19, 0x11, 0x0E}},
-    {'E', {0x1F, 0x10, 0x10, 0x1E, 0x10, 0x10, 0x1F}},
-    {'N', {0x11, 0x19, 0x15, 0x13, 0x11, 0x11, 0x11}},
-    {'P', {0x1E, 0x11, 0x11, 0x1E, 0x10, 0x10, 0x10}},
-    {'U', {0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x0E}},
-    {'T', {0x1F, 0x04, 0x04, 0x04, 0x04, 0x04, 0x04}},
-    {'G', {0x0F, 0x10, 0x10, 0x17, 0x11, 0x11, 0x0F}},
-    {'C', {0x0F, 0x10, 0x10, 0x10, 0x10, 0x10, 0x0F}},
-};
-
-const Glyph* glyphOf(char c) {
-    for (const auto& g : kGlyphs) {
-        if (g.c == c)
-            return &g;
-    }
-    return nullptr;
-}
-
-// True when (x, y) falls on a lit dot of `text` written from (left, top) with square dots of
-// size `dot` and one dot of spacing between letters.
-bool onText(const char* text, float left, float top, float dot, float x, float y) {
-    if (y < top || y >= top + 7 * dot || x < left)
-        return false;
-    const int column = static_cast<int>((x - left) / dot);
-    const int letter = column / 6;
-    const int inLetter = column % 6;
-    for (int i = 0; text[i] != '\0'; ++i) {
-        if (i != letter)
-            continue;
-        const Glyph* g = glyphOf(text[i]);
-        if (g == nullptr || inLetter >= 5)
-            return false;
-        const int row = static_cast<int>((y - top) / dot);
-        return ((g->rows[row] >> (4 - inLetter)) & 1) != 0;
-    }
-    return false;
-}
 
 // Cheap deterministic hash noise in [0, 1).
 float hash01(uint32_t x, uint32_t y) {
@@ -152,66 +98,6 @@ Rgb sceneColor(float x, float y) {
     return {150 * shade, 80 * shade, 60 * shade};
 }
 
-uint8_t toByte(float v) {
-    return static_cast<uint8_t>(std::min(255.0f, std::max(0.0f, v)) + 0.5f);
-}
-
-// Catmull-Rom weights for a fractional offset t in [0, 1).
-void cubicWeights(float t, float w[4]) {
-    const float t2 = t * t, t3 = t2 * t;
-    w[0] = 0.5f * (-t3 + 2 * t2 - t);
-    w[1] = 0.5f * (3 * t3 - 5 * t2 + 2);
-    w[2] = 0.5f * (-3 * t3 + 4 * t2 + t);
-    w[3] = 0.5f * (t3 - t2);
-}
-
-// Resamples the window (cropX, cropY, cropW, cropH) of one channel of a plane to dstW x dstH.
-// Samples of the channel are `step` bytes apart in a row.
-void resampleChannel(const uint8_t* src, size_t srcStride, int step, int srcW, int srcH,
-                     double cropX, double cropY, double cropW, double cropH, uint8_t* dst,
-                     size_t dstStride, int dstW, int dstH) {
-    std::vector<int> xIndex(static_cast<size_t>(dstW) * 4);
-    std::vector<float> xWeight(static_cast<size_t>(dstW) * 4);
-    for (int x = 0; x < dstW; ++x) {
-        const double sx = cropX + (x + 0.5) * cropW / dstW - 0.5;
-        const int base = static_cast<int>(std::floor(sx));
-        cubicWeights(static_cast<float>(sx - base), &xWeight[x * 4]);
-        for (int k = 0; k < 4; ++k)
-            xIndex[x * 4 + k] = std::clamp(base - 1 + k, 0, srcW - 1);
-    }
-    // Horizontal pass over every source row the vertical taps can reach.
-    const int rowFirst = std::max(0, static_cast<int>(std::floor(cropY)) - 2);
-    const int rowLast = std::min(srcH - 1, static_cast<int>(std::ceil(cropY + cropH)) + 2);
-    const int rows = rowLast - rowFirst + 1;
-    std::vector<float> horizontal(static_cast<size_t>(rows) * dstW);
-    for (int r = 0; r < rows; ++r) {
-        const uint8_t* line = src + static_cast<size_t>(rowFirst + r) * srcStride;
-        float* out = &horizontal[static_cast<size_t>(r) * dstW];
-        for (int x = 0; x < dstW; ++x) {
-            const int* idx = &xIndex[x * 4];
-            const float* w = &xWeight[x * 4];
-            out[x] = w[0] * line[idx[0] * step] + w[1] * line[idx[1] * step] +
-                     w[2] * line[idx[2] * step] + w[3] * line[idx[3] * step];
-        }
-    }
-    for (int y = 0; y < dstH; ++y) {
-        const double sy = cropY + (y + 0.5) * cropH / dstH - 0.5;
-        const int base = static_cast<int>(std::floor(sy));
-        float w[4];
-        cubicWeights(static_cast<float>(sy - base), w);
-        const float* taps[4];
-        for (int k = 0; k < 4; ++k) {
-            const int r = std::clamp(base - 1 + k, rowFirst, rowLast) - rowFirst;
-            taps[k] = &horizontal[static_cast<size_t>(r) * dstW];
-        }
-        uint8_t* out = dst + static_cast<size_t>(y) * dstStride;
-        for (int x = 0; x < dstW; ++x) {
-            out[x * step] = toByte(w[0] * taps[0][x] + w[1] * taps[1][x] + w[2] * taps[2][x] +
-                                   w[3] * taps[3][x]);
-        }
-    }
-}
-
 }  // namespace
 
 RgbImage renderScene(int width, int height) {
@@ -250,9 +136,9 @@ RgbImage renderScene(int width, int height) {
                 const float inv = 1.0f / static_cast<float>(n * n);
                 c = {c.r * inv, c.g * inv, c.b * inv};
             }
-            p[0] = toByte(c.r);
-            p[1] = toByte(c.g);
-            p[2] = toByte(c.b);
+            p[0] = clampToByte(c.r);
+            p[1] = clampToByte(c.g);
+            p[2] = clampToByte(c.b);
         }
     }
     // Lens softness ([1 2 1] in both directions) and sensor noise in the zoom window.
@@ -274,7 +160,7 @@ RgbImage renderScene(int width, int height) {
                         sum += w * copy[(static_cast<size_t>(y + dy) * width + (x + dx)) * 3 + ch];
                     }
                 }
-                image.at(x, y)[ch] = toByte(sum / 16.0f + noise);
+                image.at(x, y)[ch] = clampToByte(sum / 16.0f + noise);
             }
         }
     }
@@ -305,46 +191,12 @@ RgbImage renderChart(int width, int height) {
                 c = patches[std::min(5, static_cast<int>(fx * 6))];
             }
             uint8_t* p = image.at(x, y);
-            p[0] = toByte(c.r);
-            p[1] = toByte(c.g);
-            p[2] = toByte(c.b);
+            p[0] = clampToByte(c.r);
+            p[1] = clampToByte(c.g);
+            p[2] = clampToByte(c.b);
         }
     }
     return image;
-}
-
-void drawLabel(RgbImage& image, const char* text, int left, int top, int dot) {
-    const int length = static_cast<int>(std::strlen(text));
-    const int width = (length * 6 + 1) * dot, height = 9 * dot;
-    for (int y = std::max(0, top); y < std::min(image.height, top + height); ++y) {
-        for (int x = std::max(0, left); x < std::min(image.width, left + width); ++x) {
-            const bool lit =
-                onText(text, static_cast<float>(left + dot), static_cast<float>(top + dot),
-                       static_cast<float>(dot), x + 0.5f, y + 0.5f);
-            uint8_t* p = image.at(x, y);
-            p[0] = p[1] = p[2] = lit ? 255 : 0;
-        }
-    }
-}
-
-void digitalZoom(const YuvBuffer& full, YuvBuffer& out, double zoom) {
-    zoom = std::max(1.0, zoom);
-    const double cropW = full.width() / zoom, cropH = full.height() / zoom;
-    const double cropX = (full.width() - cropW) / 2, cropY = (full.height() - cropH) / 2;
-    resampleChannel(full.luma(), full.stride(), 1, static_cast<int>(full.width()),
-                    static_cast<int>(full.height()), cropX, cropY, cropW, cropH, out.luma(),
-                    out.stride(), static_cast<int>(out.width()), static_cast<int>(out.height()));
-    const int srcChromaW = static_cast<int>(full.chromaRowBytes() / 2);
-    const int dstChromaW = static_cast<int>(out.chromaRowBytes() / 2);
-    // Chroma keeps its own order when formats differ: swap channels for NV21 <-> NV12.
-    const bool swap = isVuOrder(full.format()) != isVuOrder(out.format());
-    for (int channel = 0; channel < 2; ++channel) {
-        const int dstChannel = swap ? 1 - channel : channel;
-        resampleChannel(full.chroma() + channel, full.stride(), 2, srcChromaW,
-                        static_cast<int>(full.chromaRows()), cropX / 2, cropY / 2, cropW / 2,
-                        cropH / 2, out.chroma() + dstChannel, out.stride(), dstChromaW,
-                        static_cast<int>(out.chromaRows()));
-    }
 }
 
 }  // namespace korasim

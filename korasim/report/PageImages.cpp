@@ -1,6 +1,5 @@
 #include "report/PageImages.h"
 
-#include <libyuv/convert_argb.h>
 #include <libyuv/scale.h>
 #include <stdlib.h>
 
@@ -13,21 +12,6 @@
 namespace korasim::html {
 
 namespace {
-
-// Full-range BT.601 (libyuv's JPEG matrix), as YuvBuffer::toRgb; libyuv's "RAW" is R, G, B in
-// memory order, the order of RgbImage. Both offsets of a region must be even.
-RgbImage semiPlanarToRgb(const uint8_t* y, const uint8_t* uv, int stride, int uvStride, bool vu,
-                         int width, int height) {
-    RgbImage rgb(width, height);
-    const int failed =
-        vu ? libyuv::NV21ToRAWMatrix(y, stride, uv, uvStride, rgb.pixels.data(), width * 3,
-                                     &libyuv::kYuvJPEGConstants, width, height)
-           : libyuv::NV12ToRAWMatrix(y, stride, uv, uvStride, rgb.pixels.data(), width * 3,
-                                     &libyuv::kYuvJPEGConstants, width, height);
-    if (failed != 0)
-        throw std::runtime_error("html page: libyuv cannot convert a picture");
-    return rgb;
-}
 
 // zlib level 1: the pictures are written on every run with --html, so speed comes first.
 constexpr int kPngLevel = 1;
@@ -42,7 +26,7 @@ std::vector<uint8_t> encode(const RgbImage& image) {
 
 }  // namespace
 
-RgbImage previewRgb(const YuvBuffer& b, int scale) {
+RgbImage previewRgb(const YuvImage& b, int scale) {
     if (scale <= 1)
         return regionRgb(b, Region{0, 0, int(b.width()), int(b.height())});
     // The luma and the interleaved chroma are box-filtered separately (the order of U and V
@@ -58,7 +42,7 @@ RgbImage previewRgb(const YuvBuffer& b, int scale) {
     return semiPlanarToRgb(y.data(), uv.data(), w, uvStride, isVuOrder(b.format()), w, h);
 }
 
-RgbImage regionRgb(const YuvBuffer& b, const Region& r) {
+RgbImage regionRgb(const YuvImage& b, const Region& r) {
     const int x0 = std::clamp(r.x, 0, int(b.width())) & ~1;
     const int y0 = std::clamp(r.y, 0, int(b.height())) & ~1;
     const int w = std::max(std::min(r.width, int(b.width()) - x0), 1);
@@ -68,7 +52,7 @@ RgbImage regionRgb(const YuvBuffer& b, const Region& r) {
                            int(b.stride()), isVuOrder(b.format()), w, h);
 }
 
-Region mostChangedRegion(const YuvBuffer& a, const YuvBuffer& b, int width, int height) {
+Region mostChangedRegion(const YuvImage& a, const YuvImage& b, int width, int height) {
     const int fw = static_cast<int>(std::min(a.width(), b.width()));
     const int fh = static_cast<int>(std::min(a.height(), b.height()));
     width = std::min(width, fw);
@@ -109,7 +93,7 @@ Region mostChangedRegion(const YuvBuffer& a, const YuvBuffer& b, int width, int 
     return best;
 }
 
-StepPictures takePictures(size_t step, const YuvBuffer& input, const YuvBuffer& output) {
+StepPictures takePictures(size_t step, const YuvImage& input, const YuvImage& output) {
     StepPictures p;
     p.step = step;
     p.frameWidth = static_cast<int>(input.width());
@@ -118,7 +102,7 @@ StepPictures takePictures(size_t step, const YuvBuffer& input, const YuvBuffer& 
     const int sy = (p.frameHeight + kPreviewMaxHeight - 1) / kPreviewMaxHeight;
     p.previewScale = std::max({sx, sy, 1});
     // Each picture is converted and encoded on its own thread: PNG encoding dominates.
-    auto preview = [&](const YuvBuffer& b) {
+    auto preview = [&](const YuvImage& b) {
         return std::async(std::launch::async,
                           [&b, scale = p.previewScale] { return encode(previewRgb(b, scale)); });
     };

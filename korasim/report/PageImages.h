@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "image/YuvBuffer.h"
+#include "image/YuvRgb.h"
 
 namespace korasim::html {
 
@@ -32,14 +32,14 @@ constexpr int kPreviewMaxWidth = 1024, kPreviewMaxHeight = 768;
 constexpr int kCropMaxWidth = 1024, kCropMaxHeight = 768;
 
 // Converts and encodes the pictures of one step (first input and first output buffer).
-StepPictures takePictures(size_t step, const YuvBuffer& input, const YuvBuffer& output);
+StepPictures takePictures(size_t step, const YuvImage& input, const YuvImage& output);
 
 // Box-averaged RGB preview: every output pixel averages scale x scale pixels.
-RgbImage previewRgb(const YuvBuffer& buffer, int scale);
+RgbImage previewRgb(const YuvImage& buffer, int scale);
 // RGB of a region of the buffer at full resolution (clipped to the buffer).
-RgbImage regionRgb(const YuvBuffer& buffer, const Region& region);
+RgbImage regionRgb(const YuvImage& buffer, const Region& region);
 // The window of the given size where the luma of `b` differs most from `a` (the frame centre
 // when they are equal), within the area both buffers cover.
-Region mostChangedRegion(const YuvBuffer& a, const YuvBuffer& b, int width, int height);
+Region mostChangedRegion(const YuvImage& a, const YuvImage& b, int width, int height);
 
 }  // namespace korasim::html

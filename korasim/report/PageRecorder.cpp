@@ -4,7 +4,7 @@
 
 namespace korasim::html {
 
-void PageRecorder::onProcessed(size_t step, const YuvBuffer& input, const YuvBuffer& output) {
+void PageRecorder::onProcessed(size_t step, const YuvImage& input, const YuvImage& output) {
     if (enabled())
         m_pictures.push_back(takePictures(step, input, output));
 }

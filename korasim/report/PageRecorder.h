@@ -19,7 +19,7 @@ class PageRecorder {
     const std::string& path() const { return m_path; }
     // To be called from the runner's processed-request callback with the request's first input
     // and first output buffer.
-    void onProcessed(size_t step, const YuvBuffer& input, const YuvBuffer& output);
+    void onProcessed(size_t step, const YuvImage& input, const YuvImage& output);
     void write(const nlohmann::json& report) const;
 
   private:

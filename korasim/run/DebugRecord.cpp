@@ -39,27 +39,4 @@ nlohmann::json decodeDebugRecord(const std::vector<uint8_t>& bytes) {
             {"reservedZero", reservedZero}};
 }
 
-std::vector<uint8_t> bytesFromHex(const std::string& hex) {
-    auto nibble = [](char c) -> int {
-        if (c >= '0' && c <= '9')
-            return c - '0';
-        if (c >= 'a' && c <= 'f')
-            return c - 'a' + 10;
-        if (c >= 'A' && c <= 'F')
-            return c - 'A' + 10;
-        return -1;
-    };
-    std::vector<uint8_t> bytes;
-    if (hex.size() % 2 != 0)
-        return bytes;
-    bytes.reserve(hex.size() / 2);
-    for (size_t i = 0; i < hex.size(); i += 2) {
-        const int hi = nibble(hex[i]), lo = nibble(hex[i + 1]);
-        if (hi < 0 || lo < 0)
-            return {};
-        bytes.push_back(static_cast<uint8_t>(hi << 4 | lo));
-    }
-    return bytes;
-}
-
 }  // namespace korasim

@@ -1,5 +1,5 @@
 // The plugin's 768-byte multi-frame debug record ("orvane.multiframe.debugData") decoded into
-// its fields, for the report and the HTML page.
+// its fields from the bytes the plugin wrote, for the report and the HTML page.
 #pragma once
 
 #include <stdint.h>
@@ -17,7 +17,5 @@ constexpr size_t kDebugRecordBytes = 768;
 //  "reservedZero"}; frames lists the first frameCount slots (at most 20). A record of another
 // size yields {"error": ...}.
 nlohmann::json decodeDebugRecord(const std::vector<uint8_t>& bytes);
-// Bytes from the report's hex string of a byte tag; empty when the text is not hex.
-std::vector<uint8_t> bytesFromHex(const std::string& hex);
 
 }  // namespace korasim

@@ -6,23 +6,13 @@
 
 #include "VoMetadata.h"
 #include "VoaTypes.h"
+#include "common/Hex.h"
 
 namespace korasim {
 
 using nlohmann::json;
 
 namespace {
-
-std::string hexBytes(const uint8_t* data, size_t size) {
-    static const char* digits = "0123456789abcdef";
-    std::string out;
-    out.reserve(size * 2);
-    for (size_t i = 0; i < size; ++i) {
-        out += digits[data[i] >> 4];
-        out += digits[data[i] & 0xF];
-    }
-    return out;
-}
 
 template <typename T>
 json decodeList(const std::vector<uint8_t>& bytes, size_t count) {

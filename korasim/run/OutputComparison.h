@@ -6,15 +6,17 @@
 
 #include <nlohmann/json.hpp>
 
-#include "image/YuvBuffer.h"
+#include "YuvImage.h"
 
 namespace korasim {
+
+using hostkit::YuvImage;
 
 // Adds "psnr" (dB, null when identical or of another size) and "changedPixels" (share 0..1,
 // null for another size) to `entry`. With a non-empty `base` it also writes
 // `<base>-compare.png` (input beside output) and `<base>-diff.png` (|output - input| x8) and
 // names them under "pictures". Throws std::runtime_error when a picture cannot be written.
-void describeDifference(const YuvBuffer& input, const YuvBuffer& output, const std::string& base,
+void describeDifference(const YuvImage& input, const YuvImage& output, const std::string& base,
                         nlohmann::json& entry);
 
 }  // namespace korasim

@@ -4,7 +4,12 @@
 #include <sstream>
 
 #include "VoMetadata.h"
+#include "image/Comparison.h"
+#include "image/ImageFile.h"
+#include "image/Measures.h"
+#include "image/Patterns.h"
 #include "image/Png.h"
+#include "image/YuvRgb.h"
 #include "run/ExifPath.h"
 #include "run/MetadataValues.h"
 #include "run/OutputComparison.h"
@@ -16,7 +21,7 @@ namespace {
 
 // Writes an output buffer as raw 4:2:0 (<base>.nv21 / .nv12 / .yuv) and as a PNG preview, and
 // names both files in the step's output entry.
-void writeOutputImage(const YuvBuffer& o, const std::string& base, json& entry) {
+void writeOutputImage(const YuvImage& o, const std::string& base, json& entry) {
     const char* ext = o.format() == VO_FORMAT_YCrCb_420_SP    ? "nv21"
                       : o.format() == VO_FORMAT_YCbCr_420_888 ? "nv12"
                                                               : "yuv";
@@ -28,7 +33,7 @@ void writeOutputImage(const YuvBuffer& o, const std::string& base, json& entry) 
         throw std::runtime_error("cannot write " + base + "." + ext);
     entry["file"] = base + "." + ext;
     std::string error;
-    if (writePng(base + ".png", o.toRgb(), &error))
+    if (writePng(base + ".png", toRgb(o), &error))
         entry["preview"] = base + ".png";
 }
 
@@ -49,7 +54,7 @@ std::shared_ptr<VoMetadata> Runner::Impl::firstInputMetadata(size_t processIndex
 
 std::string Runner::Impl::processRequest(size_t index, const Step& s, Slot& slot, json& out,
                                          std::vector<korahost::LogRecord>& logs) {
-    std::vector<std::unique_ptr<YuvBuffer>> inputs, outputs;
+    std::vector<std::unique_ptr<YuvImage>> inputs, outputs;
     std::vector<VoBufferAccessType> inMarkers(s.inputs.size(), VO_BUFFER_ACCESS_NONE);
     std::vector<VoBufferAccessType> outMarkers(s.outputs.size(), VO_BUFFER_ACCESS_NONE);
     ProcessRequestInfo request{};
@@ -59,13 +64,13 @@ std::string Runner::Impl::processRequest(size_t index, const Step& s, Slot& slot
     labels.clear();
 
     auto build = [&](const std::vector<BufferSpec>& wanted, bool input,
-                     std::vector<std::unique_ptr<YuvBuffer>>& buffers,
+                     std::vector<std::unique_ptr<YuvImage>>& buffers,
                      std::vector<VoBufferAccessType>& markers, VoBufferMap& map) {
         const size_t primary = primaryIndex(wanted);
         for (size_t i = 0; i < wanted.size(); ++i) {
             const BufferSpec& b = wanted[i];
-            auto buffer =
-                std::make_unique<YuvBuffer>(b.format, b.width, b.height, b.stride, b.scanline);
+            auto buffer = std::make_unique<YuvImage>(
+                blankImage(b.format, b.width, b.height, b.stride, b.scanline));
             if (b.image.file.empty()) {
                 fillPattern(*buffer, b.image.pattern, b.image.seed);
             } else {
@@ -96,7 +101,7 @@ std::string Runner::Impl::processRequest(size_t index, const Step& s, Slot& slot
 
     std::vector<std::string> inputShaBefore;
     for (const auto& b : inputs)
-        inputShaBefore.push_back(b->sha256());
+        inputShaBefore.push_back(visibleSha256(*b));
     korahost::takeMetadataWrites();  // our own container set-up
 
     const auto start = std::chrono::steady_clock::now();
@@ -108,7 +113,7 @@ std::string Runner::Impl::processRequest(size_t index, const Step& s, Slot& slot
     const size_t primary = s.inputs.empty() ? 0 : primaryIndex(s.inputs);
     json inJson = json::array();
     for (size_t i = 0; i < inputs.size(); ++i) {
-        const std::string sha = inputs[i]->sha256();
+        const std::string sha = visibleSha256(*inputs[i]);
         inJson.push_back({{"port", s.inputs[i].port},
                           {"sha256", sha},
                           {"modified", sha != inputShaBefore[i]},
@@ -118,12 +123,12 @@ std::string Runner::Impl::processRequest(size_t index, const Step& s, Slot& slot
     json outJson = json::array();
     bool primaryEqualsInput = false;
     for (size_t i = 0; i < outputs.size(); ++i) {
-        const YuvBuffer& o = *outputs[i];
-        const bool equals = !inputs.empty() && o.sameVisible(*inputs[primary]);
+        const YuvImage& o = *outputs[i];
+        const bool equals = !inputs.empty() && o.sameVisiblePixels(*inputs[primary]);
         if (i == primaryIndex(s.outputs))
             primaryEqualsInput = equals;
         json entry = {{"port", s.outputs[i].port},
-                      {"sha256", o.sha256()},
+                      {"sha256", visibleSha256(o)},
                       {"equalsInput", equals},
                       {"accessMarker", static_cast<int>(outMarkers[i])}};
         const bool files = !options.outDir.empty() && options.writeOutputImages;

@@ -13,8 +13,10 @@
 
 #include <nlohmann/json.hpp>
 
+#include "PluginLoader.h"
 #include "PluginWraper.h"
 #include "Provider.h"
+#include "common/Hex.h"
 #include "device/Device.h"
 #include "korahost/HostControl.h"
 #include "logread/RunFeed.h"
@@ -25,11 +27,6 @@ namespace korasim {
 
 using nlohmann::json;
 
-// Where the plugin writes its dumps on the device.
-extern const char* const kDumpDir;
-
-// "0x1f"
-std::string hex(uint64_t value);
 // `value` with `decimals` decimals, for the summary lines.
 std::string fixed(double value, int decimals);
 double elapsedMs(std::chrono::steady_clock::time_point start);
@@ -47,11 +44,10 @@ struct Runner::Impl {
     Session session;
     RunOptions options;
     std::unique_ptr<DeviceRoot> root;
-    std::unique_ptr<Libraries> libraries;
+    std::unique_ptr<SubstituteLibraries> libraries;
     DeviceSpec current;
-    void* plugin = nullptr;
-    voalgo2::ProviderManager manager;
-    PluginWraperProvider* provider = nullptr;
+    // Declared before the plugin objects, so that they are deleted before it is unloaded.
+    std::unique_ptr<hostkit::PluginLoader> loader;
     std::map<std::string, Slot> slots;
     // Every plugin object's lines, read as explain reads a device log.
     logread::RunFeed feed;
@@ -59,7 +55,7 @@ struct Runner::Impl {
     // Metadata of a request's first input, built early for the enable query before it.
     std::map<size_t, std::shared_ptr<VoMetadata>> earlyMetadata;
     std::function<void(const ProcessedRequest&)> processed;
-    std::map<std::string, DeviceRoot::FileState> dumpsBefore;
+    std::map<std::string, hostkit::DeviceTree::FileState> dumpsBefore;
     // Labels of containers and planes the plugin may mention.
     std::map<const void*, std::string> labels;
     std::unique_ptr<LogEcho> echo;  // with --logcat
@@ -74,13 +70,17 @@ struct Runner::Impl {
         if (p == nullptr)
             return "null";
         auto it = labels.find(p);
-        return it != labels.end() ? it->second : hex(reinterpret_cast<uintptr_t>(p));
+        return it != labels.end() ? it->second : hexNumber(reinterpret_cast<uintptr_t>(p));
     }
 
     void load();
     void runStep(size_t index);
     void finish();
 
+    // What a step observed, section by section (StepObservations.cpp).
+    json metadataWritesJson(json& step);
+    json algorithmCallsJson();
+    json newDumpsJson();
     json collectCommon(json& step, std::vector<korahost::LogRecord>& logs,
                        std::vector<korahost::ExifWriterLog>& exif, bool always);
     std::string processRequest(size_t index, const Step& s, Slot& slot, json& out,

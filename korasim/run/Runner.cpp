@@ -2,7 +2,6 @@
 // session. The step bodies that need more room live in RunnerRequest.cpp and RunnerReport.cpp.
 #include "run/Runner.h"
 
-#include <dlfcn.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -11,8 +10,10 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "DevicePaths.h"
 #include "VoMetadata.h"
-#include "common/Guard.h"
+#include "common/ExitGuard.h"
+#include "run/ElfSoname.h"
 #include "run/MetadataValues.h"
 #include "run/RunHeader.h"
 #include "run/RunState.h"
@@ -43,22 +44,17 @@ void Runner::Impl::load() {
     korahost::setMetadataWriteRecording(true);
 
     if (options.libDir.empty())
-        options.libDir = defaultLibraryDir();
+        options.libDir = hostkit::libraryDir();
     if (options.pluginPath.empty())
-        options.pluginPath = options.libDir + "/com.orvane.plugin.sdsr.so";
-    root = std::make_unique<DeviceRoot>(options.root, false);
-    libraries = std::make_unique<Libraries>(options.libDir);
-    setenv("KORA_DEVICE_ROOT", root->root().c_str(), 1);
+        options.pluginPath = hostkit::pluginPath();
+    root = std::make_unique<DeviceRoot>(options.root);
+    libraries = std::make_unique<SubstituteLibraries>(options.libDir);
 
     current = session.device;
-    if (*current.algorithm->library == "scripted") {
-        std::string error;
-        if (!libraries->bindScripted(&error))
-            throw SessionError("device.algorithm", error);
-        libraries->scriptedReset();
-    }
+    if (*current.algorithm->library == "scripted")
+        libraries->scripted("device.algorithm").reset();
     applyDevice(*root, *libraries, current, session.device, "device");
-    dumpsBefore = root->listDir(kDumpDir);
+    dumpsBefore = root->tree().files(hostkit::kDumpDir);
 
     report = json::object();
     report["korasim"] = 1;
@@ -66,7 +62,7 @@ void Runner::Impl::load() {
     report["plugin"] = options.pluginPath;
     report["libraryDir"] = options.libDir;
     // A temporary tree is removed when korasim ends: the report names only a tree that stays.
-    report["root"] = root->temporary() ? json(nullptr) : json(root->root());
+    report["root"] = root->temporary() ? json(nullptr) : json(root->tree().root());
     report["properties"] = session.properties;
     report["device"] = deviceSummary(session.device);
     report["logGates"] = logGatesJson(session.log);
@@ -74,26 +70,9 @@ void Runner::Impl::load() {
 
     const auto start = std::chrono::steady_clock::now();
     json loadJson;
-    std::string error;
-    plugin = dlopen(options.pluginPath.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (plugin == nullptr) {
-        const char* why = dlerror();
-        error = "cannot load the plugin " + options.pluginPath + ": " + (why ? why : "?");
-    } else {
-        auto connect = reinterpret_cast<KoraConnectFn>(dlsym(plugin, "koraconnect"));
-        if (connect == nullptr) {
-            error = "the plugin exports no koraconnect";
-        } else if (!connect(manager)) {
-            error = "koraconnect returned false";
-        } else {
-            for (auto* p : manager.providers()) {
-                if (auto* candidate = dynamic_cast<PluginWraperProvider*>(p))
-                    provider = candidate;
-            }
-            if (provider == nullptr)
-                error = "koraconnect registered no plugin provider";
-        }
-    }
+    loader = std::make_unique<hostkit::PluginLoader>(options.pluginPath);
+    const std::string error = loader->error();
+    PluginWraperProvider* provider = loader->provider();
     const double ms = elapsedMs(start);
     loadJson["ok"] = error.empty();
     loadJson["soname"] = elfSoname(options.pluginPath);
@@ -139,7 +118,7 @@ void Runner::Impl::runStep(size_t index) {
     switch (s.kind) {
         case StepKind::Create:
             feed.created(s.plugin);
-            slot->object.reset(provider->create());
+            slot->object = loader->create();
             slot->lastEnabled = false;
             out["created"] = slot->object != nullptr;
             facts = slot->object ? "created" : "provider returned null";
@@ -265,8 +244,8 @@ void Runner::Impl::finish() {
         summary.push_back("end: deleted " + std::to_string(left.size()) +
                           " plugin object(s) the session left alive");
     }
-    // The providers' code lives in the plugin library, which stays loaded until exit.
-    manager.clear();
+    // The providers' code lives in the plugin library: they go before it is unloaded.
+    loader->manager().clear();
     setCurrentStep("finishing");
 }
 

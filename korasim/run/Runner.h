@@ -10,15 +10,17 @@
 
 #include <nlohmann/json.hpp>
 
-#include "image/YuvBuffer.h"
+#include "YuvImage.h"
 #include "run/LogFilter.h"
 #include "session/Session.h"
 
 namespace korasim {
 
+using hostkit::YuvImage;
+
 struct RunOptions {
-    std::string pluginPath;  // empty: <libDir>/com.orvane.plugin.sdsr.so
-    std::string libDir;      // empty: defaultLibraryDir()
+    std::string pluginPath;  // empty: hostkit::pluginPath(), ../lib beside korasim
+    std::string libDir;      // empty: hostkit::libraryDir(), ../lib/sdsr beside korasim
     std::string root;        // empty: a temporary device root, removed afterwards
     std::string outDir;      // where output images (and copies of dumps) go; empty: none
     std::string sessionName;
@@ -31,8 +33,8 @@ struct RunOptions {
 // Buffers of a processRequest step after the call, for callers that look at pixels.
 struct ProcessedRequest {
     size_t stepIndex;
-    const std::vector<std::unique_ptr<YuvBuffer>>& inputs;
-    const std::vector<std::unique_ptr<YuvBuffer>>& outputs;
+    const std::vector<std::unique_ptr<YuvImage>>& inputs;
+    const std::vector<std::unique_ptr<YuvImage>>& outputs;
 };
 
 class Runner {

@@ -4,22 +4,16 @@
 
 #include <filesystem>
 
+#include "DevicePaths.h"
 #include "VoMetadata.h"
 #include "run/DebugRecord.h"
 #include "run/MetadataValues.h"
 #include "run/RunState.h"
+#include "run/ScriptedCallJson.h"
 
 namespace fs = std::filesystem;
 
 namespace korasim {
-
-const char* const kDumpDir = "/data/vendor/camera/";
-
-std::string hex(uint64_t value) {
-    char text[32];
-    snprintf(text, sizeof(text), "0x%llx", static_cast<unsigned long long>(value));
-    return text;
-}
 
 std::string fixed(double value, int decimals) {
     char text[64];
@@ -59,65 +53,56 @@ namespace {
 
 std::string tagLabel(uint32_t tag) {
     const char* name = VoMetadata::getTagName(tag);
-    return name != nullptr ? name : hex(tag);
+    return name != nullptr ? name : hexNumber(tag);
 }
 
-// The debug record a step wrote, decoded once; every copy should be the same bytes.
-void addDebugRecord(json& step) {
-    json record;
+// The debug record a step wrote, decoded once from the bytes the plugin wrote; every copy should
+// be the same bytes.
+void addDebugRecord(json& step, const std::vector<korahost::MetadataWrite>& writes) {
+    const std::vector<uint8_t>* record = nullptr;
     size_t copies = 0;
     bool identical = true;
-    for (const auto& w : step["metadataWrites"]) {
-        if (w["tag"] != "orvane.multiframe.debugData" || !w["values"].is_string())
+    for (const auto& w : writes) {
+        if (w.type != TYPE_BYTE || tagLabel(w.tag) != "orvane.multiframe.debugData")
             continue;
         if (copies++ == 0)
-            record = w["values"];
+            record = &w.bytes;
         else
-            identical = identical && w["values"] == record;
+            identical = identical && w.bytes == *record;
     }
-    if (copies == 0)
+    if (record == nullptr)
         return;
-    step["debugRecord"] = decodeDebugRecord(bytesFromHex(record.get<std::string>()));
+    step["debugRecord"] = decodeDebugRecord(*record);
     step["debugRecord"]["copies"] = copies;
     step["debugRecord"]["identical"] = identical;
 }
 
 }  // namespace
 
-json Runner::Impl::collectCommon(json& step, std::vector<korahost::LogRecord>& logs,
-                                 std::vector<korahost::ExifWriterLog>& exif, bool always) {
-    json logJsonList = json::array();
-    for (const auto& r : logs)
-        logJsonList.push_back(logJson(r));
-    step["log"] = logJsonList;
+namespace {
 
-    json writes = json::array();
-    for (const auto& w : korahost::takeMetadataWrites()) {
-        writes.push_back({{"tag", tagLabel(w.tag)},
-                          {"tagId", hex(w.tag)},
-                          {"container", label(w.container)},
-                          {"type", typeName(w.type)},
-                          {"count", w.count},
-                          {"status", w.status},
-                          {"values", decodeValues(w.type, w.bytes, w.count)}});
-    }
-    step["metadataWrites"] = writes;
-    addDebugRecord(step);
-
-    json exifJson = json::array();
+json exifJson(const std::vector<korahost::ExifWriterLog>& exif) {
+    json writers = json::array();
     for (const auto& w : exif) {
         json records = json::array();
-        for (const auto& r : w.records) {
+        for (const auto& r : w.records)
             records.push_back({{"key", r.key}, {"value", r.value}, {"int", r.isInt}});
-        }
-        exifJson.push_back({{"name", w.module},
-                            {"requestKey", w.requestKey},
-                            {"committed", w.committed},
-                            {"records", records}});
+        writers.push_back({{"name", w.module},
+                           {"requestKey", w.requestKey},
+                           {"committed", w.committed},
+                           {"records", records}});
     }
+    return writers;
+}
+
+json dfxJson() {
     json dfx = json::array();
     for (const auto& d : korahost::takeDfxReports())
         dfx.push_back({{"code", d.code}, {"module", d.module}});
+    return dfx;
+}
+
+json perfLockJson() {
     json perf = json::array();
     for (const auto& e : korahost::takePerfEvents()) {
         const char* kind = nullptr;
@@ -139,59 +124,44 @@ json Runner::Impl::collectCommon(json& step, std::vector<korahost::LogRecord>& l
             perf.push_back({{"event", kind}, {"durationMs", e.durationMs}, {"algo", e.algo}});
         }
     }
-    json calls = json::array();
-    const size_t total = libraries->scriptedCallCount();
-    for (; scriptedSeen < total; ++scriptedSeen) {
-        ScriptedAlgoCall c{};
-        if (!libraries->scriptedCall(scriptedSeen, &c))
-            break;
-        json call;
-        switch (c.kind) {
-            case SCRIPTED_CALL_GET_VERSION:
-                call = {{"call", "GetVersion"},
-                        {"record",
-                         {{"major", c.version.major},
-                          {"minor", c.version.minor},
-                          {"patch", c.version.patch},
-                          {"build", c.version.build}}}};
-                break;
-            case SCRIPTED_CALL_INIT:
-                call = {{"call", "Init"},
-                        {"handleWasNull", c.handleWasNull != 0},
-                        {"record",
-                         {{"rawType", c.init.rawType},
-                          {"height", c.init.height},
-                          {"width", c.init.width},
-                          {"stride", c.init.stride},
-                          {"zoomRatio", c.init.zoomRatio},
-                          {"orientation", c.init.orientation},
-                          {"lux_index", c.init.lux_index},
-                          {"triggerType", c.init.triggerType},
-                          {"preAlgoType", static_cast<int32_t>(c.init.preAlgoType)},
-                          {"sensorModeType", static_cast<int32_t>(c.init.sensorModeType)},
-                          {"path_assets", c.init.path_assets ? c.pathAssets : nullptr},
-                          {"path_assets_compressed",
-                           c.init.path_assets_compressed ? c.pathAssetsCompressed : nullptr}}}};
-                break;
-            case SCRIPTED_CALL_RUN:
-                call = {
-                    {"call", "Run"},
-                    {"record",
-                     {{"inputPlane", {label(c.run.inputPlane[0]), label(c.run.inputPlane[1])}},
-                      {"inputFd", {c.run.inputFd[0], c.run.inputFd[1]}},
-                      {"outputPlane", {label(c.run.outputPlane[0]), label(c.run.outputPlane[1])}},
-                      {"outputFd", {c.run.outputFd[0], c.run.outputFd[1]}},
-                      {"imageName", c.run.imageName ? json(c.imageName) : json(nullptr)}}}};
-                break;
-            case SCRIPTED_CALL_UNIT:
-                call = {{"call", "Unit"}};
-                break;
-        }
-        call["result"] = c.result;
-        calls.push_back(call);
+    return perf;
+}
+
+}  // namespace
+
+json Runner::Impl::metadataWritesJson(json& step) {
+    json writes = json::array();
+    const std::vector<korahost::MetadataWrite> written = korahost::takeMetadataWrites();
+    for (const auto& w : written) {
+        writes.push_back({{"tag", tagLabel(w.tag)},
+                          {"tagId", hexNumber(w.tag)},
+                          {"container", label(w.container)},
+                          {"type", typeName(w.type)},
+                          {"count", w.count},
+                          {"status", w.status},
+                          {"values", decodeValues(w.type, w.bytes, w.count)}});
     }
+    addDebugRecord(step, written);
+    return writes;
+}
+
+json Runner::Impl::algorithmCallsJson() {
+    json calls = json::array();
+    const hostkit::ScriptedAlgo* scripted = libraries->boundScripted();
+    if (scripted == nullptr)
+        return calls;
+    const std::vector<ScriptedAlgoCall> all = scripted->calls();
+    for (; scriptedSeen < all.size(); ++scriptedSeen) {
+        const ScriptedAlgoCall& c = all[scriptedSeen];
+        calls.push_back(scriptedCallJson(c, [this](const void* p) { return label(p); }));
+    }
+    return calls;
+}
+
+json Runner::Impl::newDumpsJson() {
     json dumps = json::array();
-    const auto dumpsNow = root->listDir(kDumpDir);
+    const hostkit::DeviceTree& tree = root->tree();
+    const auto dumpsNow = tree.files(hostkit::kDumpDir);
     for (const auto& f : dumpsNow) {
         if (f.first.rfind("IMG_", 0) != 0)
             continue;
@@ -200,30 +170,39 @@ json Runner::Impl::collectCommon(json& step, std::vector<korahost::LogRecord>& l
             before->second.mtimeNs == f.second.mtimeNs) {
             continue;
         }
-        const std::string inTree = root->hostPath(kDumpDir + f.first);
+        const std::string device = hostkit::kDumpDir + f.first;
         // A file in a temporary tree is gone once korasim ends: only a copy is named.
-        json file = root->temporary() ? json(nullptr) : json(inTree);
+        json file = root->temporary() ? json(nullptr) : json(tree.path(device));
         if (!options.outDir.empty()) {
             const std::string copy = options.outDir + "/" + f.first;
             std::error_code ec;
-            fs::copy_file(inTree, copy, fs::copy_options::overwrite_existing, ec);
+            fs::copy_file(tree.path(device), copy, fs::copy_options::overwrite_existing, ec);
             if (!ec)
                 file = copy;
         }
-        dumps.push_back({{"device", kDumpDir + f.first}, {"bytes", f.second.size}, {"file", file}});
+        dumps.push_back({{"device", device}, {"bytes", f.second.size}, {"file", file}});
     }
     dumpsBefore = dumpsNow;
+    return dumps;
+}
 
-    if (always || !exifJson.empty())
-        step["exif"] = exifJson;
-    if (always || !dfx.empty())
-        step["dfx"] = dfx;
-    if (always || !perf.empty())
-        step["perfLock"] = perf;
-    if (always || !calls.empty())
-        step["algorithmCalls"] = calls;
-    if (always || !dumps.empty())
-        step["dumps"] = dumps;
+json Runner::Impl::collectCommon(json& step, std::vector<korahost::LogRecord>& logs,
+                                 std::vector<korahost::ExifWriterLog>& exif, bool always) {
+    json logJsonList = json::array();
+    for (const auto& r : logs)
+        logJsonList.push_back(logJson(r));
+    step["log"] = logJsonList;
+    step["metadataWrites"] = metadataWritesJson(step);
+    // A request step shows every section; other steps only those with something in them.
+    const std::pair<const char*, json> sections[] = {{"exif", exifJson(exif)},
+                                                     {"dfx", dfxJson()},
+                                                     {"perfLock", perfLockJson()},
+                                                     {"algorithmCalls", algorithmCallsJson()},
+                                                     {"dumps", newDumpsJson()}};
+    for (const auto& section : sections) {
+        if (always || !section.second.empty())
+            step[section.first] = section.second;
+    }
     return step;
 }
 

@@ -7,9 +7,12 @@
 #include <map>
 #include <set>
 
+#include "session/StrictValues.h"
+
 namespace korasim {
 
 using nlohmann::json;
+using parse::fail;
 
 namespace {
 
@@ -42,10 +45,6 @@ const std::map<std::string, KeyRule>& rules() {
         {"dumps", {Shape::TextList, kAll}},
     };
     return table;
-}
-
-[[noreturn]] void fail(const std::string& path, const std::string& what) {
-    throw SessionError(path, what);
 }
 
 void checkList(const json& j, const std::string& path, bool integers) {
@@ -330,7 +329,7 @@ std::vector<Mismatch> checkSession(const Session& session, const json& report) {
     return all;
 }
 
-std::string describe(const Mismatch& m) {
+std::string mismatchText(const Mismatch& m) {
     return m.step + ": " + m.key + ": wanted " + m.wanted + ", got " + m.actual;
 }
 

@@ -31,6 +31,6 @@ std::vector<Mismatch> checkExpect(const nlohmann::json& expect, const nlohmann::
 std::vector<Mismatch> checkSession(const Session& session, const nlohmann::json& report);
 
 // "steps[3] (processRequest): expect.path: wanted "processed", got "runFailed"".
-std::string describe(const Mismatch& m);
+std::string mismatchText(const Mismatch& m);
 
 }  // namespace korasim

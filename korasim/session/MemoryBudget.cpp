@@ -1,10 +1,6 @@
 #include "session/MemoryBudget.h"
 
-#include <stdio.h>
-
-#include <cctype>
-#include <stdexcept>
-
+#include "common/ByteSize.h"
 #include "image/Png.h"
 
 namespace korasim {
@@ -33,37 +29,6 @@ void checkMemoryBudget(const Session& session, uint64_t limit) {
             }
         }
     }
-}
-
-std::string formatBytes(uint64_t bytes) {
-    char text[32];
-    if (bytes >= (1ull << 30))
-        snprintf(text, sizeof(text), "%.2f GiB", double(bytes) / double(1ull << 30));
-    else if (bytes >= (1ull << 20))
-        snprintf(text, sizeof(text), "%.1f MiB", double(bytes) / double(1ull << 20));
-    else
-        snprintf(text, sizeof(text), "%llu bytes", static_cast<unsigned long long>(bytes));
-    return text;
-}
-
-uint64_t parseBytes(const std::string& text) {
-    size_t digits = 0;
-    while (digits < text.size() && isdigit(static_cast<unsigned char>(text[digits])))
-        ++digits;
-    const std::string unit = text.substr(digits);
-    uint64_t scale = 0;
-    if (unit.empty())
-        scale = 1;
-    else if (unit == "k" || unit == "K")
-        scale = 1ull << 10;
-    else if (unit == "m" || unit == "M")
-        scale = 1ull << 20;
-    else if (unit == "g" || unit == "G")
-        scale = 1ull << 30;
-    if (digits == 0 || digits > 12 || scale == 0)
-        throw std::invalid_argument(
-            "--max-memory takes a size such as 2G, 1500M or 800000k, got \"" + text + "\"");
-    return std::stoull(text.substr(0, digits)) * scale;
 }
 
 }  // namespace korasim

@@ -19,9 +19,4 @@ uint64_t bufferBytes(const BufferSpec& buffer);
 // Throws SessionError at the path of the buffer that crosses `limit`.
 void checkMemoryBudget(const Session& session, uint64_t limit);
 
-// "2 GiB", "512 MiB", "300 kB": sizes for messages.
-std::string formatBytes(uint64_t bytes);
-// "2G", "1500M", "800000k", "123456789" (bytes); throws std::invalid_argument otherwise.
-uint64_t parseBytes(const std::string& text);
-
 }  // namespace korasim

@@ -134,6 +134,5 @@ struct Session {
 Session parseSession(const nlohmann::json& document, const std::string& baseDir);
 // Reads and parses a session file; JSON syntax errors become SessionError too.
 Session loadSession(const std::string& path);
-nlohmann::json readJsonFile(const std::string& path);
 
 }  // namespace korasim

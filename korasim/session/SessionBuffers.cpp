@@ -6,8 +6,8 @@
 #include <filesystem>
 
 #include "VoaTypes.h"
+#include "image/Patterns.h"
 #include "image/Png.h"
-#include "image/YuvBuffer.h"
 #include "session/SessionParsers.h"
 
 namespace korasim {
@@ -27,7 +27,6 @@ uint32_t parseFormat(const json& j, const std::string& path) {
 }
 
 void checkImageFile(const BufferSpec& b, const std::string& path) {
-    YuvBuffer probe(b.format, 1, 1, 0, 0);
     std::string error;
     struct stat st {};
     if (stat(b.image.file.c_str(), &st) != 0) {
@@ -139,7 +138,7 @@ BufferSpec parseBuffer(const json& j, const std::string& path, bool input,
 std::vector<BufferSpec> parseBuffers(const json& j, const std::string& path, bool input,
                                      const BufferSpec* geometry, const std::string& baseDir) {
     if (!j.is_array())
-        fail(path, "expected a list of buffers, got " + describe(j));
+        fail(path, "expected a list of buffers, got " + describeValue(j));
     if (j.size() > 64)
         fail(path, "at most 64 buffers");
     std::vector<BufferSpec> buffers;

@@ -36,7 +36,7 @@ std::array<int32_t, 4> parseVersion(const json& j, const std::string& path) {
         fail(path, "expected four numbers \"a.b.c.d\" or a list of four numbers, got " + j.dump());
     }
     if (!j.is_array() || j.size() != 4) {
-        fail(path, "expected a list of four numbers, got " + describe(j));
+        fail(path, "expected a list of four numbers, got " + describeValue(j));
     }
     for (size_t i = 0; i < 4; ++i)
         v[i] = integer<int32_t>(j[i], at(path, i));
@@ -105,7 +105,8 @@ DeviceSpec parseDevice(const json& j, const std::string& path) {
             }
             d.models = names;
         } else {
-            fail(p, "expected \"all\", \"none\" or a list of model file names, got " + describe(m));
+            fail(p, "expected \"all\", \"none\" or a list of model file names, got " +
+                        describeValue(m));
         }
     }
     if (j.contains("meminfo")) {

@@ -59,8 +59,8 @@ void encodeValue(MetaValue& v, const json& j, const std::string& path) {
             break;
         case TYPE_RATIONAL:
             if (!j.is_array() || j.size() != 2) {
-                fail(path,
-                     "a rational value is a list [numerator, denominator], got " + describe(j));
+                fail(path, "a rational value is a list [numerator, denominator], got " +
+                               describeValue(j));
             }
             append<int32_t>(v.bytes, integer<int32_t>(j[0], at(path, 0)));
             append<int32_t>(v.bytes, integer<int32_t>(j[1], at(path, 1)));

@@ -200,7 +200,7 @@ Session parseSession(const json& document, const std::string& baseDir) {
                 value = it.value().is_number_float() ? std::to_string(it.value().get<double>())
                                                      : it.value().dump();
             } else {
-                fail(path, "expected the property's text, got " + describe(it.value()));
+                fail(path, "expected the property's text, got " + describeValue(it.value()));
             }
             if (value.size() > 91)
                 fail(path, "property values hold at most 91 characters");
@@ -234,7 +234,7 @@ Session parseSession(const json& document, const std::string& baseDir) {
     if (document.contains("steps")) {
         const json& steps = document["steps"];
         if (!steps.is_array())
-            fail("steps", "expected a list of steps, got " + describe(steps));
+            fail("steps", "expected a list of steps, got " + describeValue(steps));
         if (steps.size() > 10000)
             fail("steps", "at most 10000 steps");
         for (size_t i = 0; i < steps.size(); ++i) {

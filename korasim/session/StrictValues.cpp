@@ -9,7 +9,7 @@
 namespace korasim {
 namespace parse {
 
-std::string describe(const json& j) {
+std::string describeValue(const json& j) {
     switch (j.type()) {
         case json::value_t::null:
             return "null";
@@ -41,7 +41,7 @@ std::string at(const std::string& path, size_t index) {
 
 void expectObject(const json& j, const std::string& path) {
     if (!j.is_object())
-        fail(path, "expected an object, got " + describe(j));
+        fail(path, "expected an object, got " + describeValue(j));
 }
 
 void checkKeys(const json& j, const std::string& path, const std::set<std::string>& allowed) {
@@ -76,24 +76,24 @@ long double integerValue(const json& j, const std::string& path) {
                 return static_cast<long double>(v);
         }
     }
-    fail(path, "expected an integer, got " + describe(j));
+    fail(path, "expected an integer, got " + describeValue(j));
 }
 
 double number(const json& j, const std::string& path) {
     if (!j.is_number())
-        fail(path, "expected a number, got " + describe(j));
+        fail(path, "expected a number, got " + describeValue(j));
     return j.get<double>();
 }
 
 std::string text(const json& j, const std::string& path) {
     if (!j.is_string())
-        fail(path, "expected a string, got " + describe(j));
+        fail(path, "expected a string, got " + describeValue(j));
     return j.get<std::string>();
 }
 
 bool boolean(const json& j, const std::string& path) {
     if (!j.is_boolean())
-        fail(path, "expected true or false, got " + describe(j));
+        fail(path, "expected true or false, got " + describeValue(j));
     return j.get<bool>();
 }
 

@@ -20,7 +20,7 @@ namespace parse {
 using nlohmann::json;
 
 // "null", "a list", "the number 3", ... for messages.
-std::string describe(const json& j);
+std::string describeValue(const json& j);
 // "a.b" and "a[3]": JSON paths.
 std::string join(const std::string& path, const std::string& key);
 std::string at(const std::string& path, size_t index);
