@@ -1,16 +1,21 @@
 #!/usr/bin/env bash
 # Speed and memory of `korasim explain` on a field-report-sized log: a generated log of
 # SIZE_MB megabytes (default 200) holding CAPTURES captures (default 2000) among 95 % lines of
-# other processes, timed against `grep -F SDSR` over the same file in the same run.
-# Goals: explain at most 4 times grep's time, peak resident memory at most 64 MiB.
-# Not part of scripts/test.sh. Usage: [PRESET=release] scripts/bench-explain.sh [SIZE_MB] [CAPTURES]
+# other processes, timed against `grep -F SDSR` over the same file in the same run; then a
+# generated bug report zip of ZIP_MB megabytes (default 200; its SYSTEM LOG in the uid layout,
+# other processes' lines carrying random text so that it compresses as a real one does), timed
+# against `unzip -p FILE | grep -F SDSR`.
+# Goals: explain at most 4 times grep's time on the log, at most 2 times unzip | grep's on the
+# zip, peak resident memory at most 64 MiB on both.
+# Not part of scripts/test.sh. Usage: [PRESET=release] [ZIP_MB=200] scripts/bench-explain.sh
+#   [SIZE_MB] [CAPTURES]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 size_mb=${1:-200}
 captures=${2:-2000}
 preset=${PRESET:-release}
-scripts/install-deps.sh time
+scripts/install-deps.sh time zip unzip
 cmake --preset "$preset" >/dev/null
 cmake --build --preset "$preset" -j"${JOBS:-2}" --target korasim sdsr_plugin sdsr_algo_scripted \
   metahelper_double >/dev/null
@@ -72,3 +77,47 @@ rss_kb=$(/usr/bin/time -v "$korasim" explain "$work/big.log" 2>&1 >"$work/out" |
 awk -v g="$grep_s" -v e="$explain_s" -v r="$rss_kb" 'BEGIN {
   printf "bench-explain: grep -F SDSR %.2f s, korasim explain %.2f s, ratio %.2f (goal <= 4)\n", g, e, e / g
   printf "bench-explain: explain peak RSS %.1f MiB (goal <= 64)\n", r / 1024 }'
+
+# The bug report zip: dumpstate header, a dumpsys section, the SYSTEM LOG in the uid layout with
+# a plugin line after every 30 lines of other processes, main_entry.txt naming the text.
+zip_mb=${ZIP_MB:-200}
+report="$work/bugreport-bench-2026-11-22-18-50-02.txt"
+{
+  printf '========================================================\n'
+  printf '== dumpstate: 2026-11-22 18:50:02\n'
+  printf '========================================================\n\n'
+  printf -- '------ DUMPSYS (/system/bin/dumpsys) ------\nplugins: SDSR\n'
+  printf -- '------ SYSTEM LOG (logcat -v threadtime -v printable -v uid -d *:v) ------\n'
+  # base64 of random bytes: 4/3 of the bytes, compressing back to about 3/4.
+  head -c $((zip_mb * 1000000 * 100 / 97)) /dev/urandom | base64 -w 96 |
+    awk -v captures="$captures" '
+      FNR == 1 { file++ }
+      file <= 2 { tmpl[file, ++n[file]] = substr($0, 32); next }
+      {
+        k++
+        printf "11-22 18:%02d:%02d.%03d  u0_a1 %5d %5d I CamX    : %s\n", k / 60000 % 60,
+               k / 1000 % 60, k % 1000, 600 + k % 7, 700 + k % 11, $0
+        if (k % 30 == 0) {
+          f = c % 2 + 1; i++
+          if (i > n[f]) { i = 1; c++; f = c % 2 + 1 }
+          printf "11-22 18:%02d:%02d.%03d  camer %5d %5d %s\n", k / 60000 % 60, k / 1000 % 60,
+                 k % 1000, 3000 + int(c / 500) % 5, 3001, tmpl[f, i]
+        }
+      }' "$work/processed.log" "$work/refused.log" -
+  printf -- '------ 12.345s was the duration of %s ------\n' "'SYSTEM LOG'"
+} >"$report"
+printf '%s' "$(basename "$report")" >"$work/main_entry.txt"
+rm -f "$work/big.log"
+(cd "$work" && zip -q -1 bugreport.zip main_entry.txt "$(basename "$report")")
+rm -f "$report"
+zip_bytes=$(stat -c %s "$work/bugreport.zip")
+echo "bench-explain: bug report zip $((zip_bytes / 1000000)) MB"
+cat "$work/bugreport.zip" >/dev/null
+unzip_s=$(best bash -c 'unzip -p "$1" | grep -cF SDSR' _ "$work/bugreport.zip")
+explain_zip_s=$(best "$korasim" explain "$work/bugreport.zip")
+zip_rss_kb=$(/usr/bin/time -v "$korasim" explain "$work/bugreport.zip" 2>&1 >"$work/out" |
+  awk -F': ' '/Maximum resident set size/ { print $2 }')
+"$korasim" explain "$work/bugreport.zip" | sed -n 1p
+awk -v g="$unzip_s" -v e="$explain_zip_s" -v r="$zip_rss_kb" 'BEGIN {
+  printf "bench-explain: unzip -p | grep -F SDSR %.2f s, korasim explain %.2f s, ratio %.2f (goal <= 2)\n", g, e, e / g
+  printf "bench-explain: explain peak RSS on the zip %.1f MiB (goal <= 64)\n", r / 1024 }'

@@ -5,7 +5,7 @@
 #
 # Usage: scripts/fuzz.sh [seconds per target, default 60] [target ...]
 #        RUNS=1000000 scripts/fuzz.sh 3600 requests   (stop at RUNS executions, or the time limit)
-# Targets: requests devicefiles session (default: all that are built).
+# Targets: requests devicefiles session logs (default: all that are built).
 # New inputs collect in build/fuzz/corpus/<target>/, crashes in build/fuzz/artifacts/. A crash
 # is copied into the seed corpus by hand once fixed, so the suite replays it from then on.
 set -euo pipefail

@@ -9,7 +9,10 @@ packages=(
   build-essential cmake            # the plugin, the host framework, the substitute libraries
   nlohmann-json3-dev libpng-dev    # korasim: session and report JSON, PNG pictures,
   libssl-dev libyuv-dev            #   buffer hashes (libcrypto), YUV conversion and scaling,
-  libxml2-dev libcli11-dev         #   JUnit XML of korasim test, the command line
+  libxml2-dev libcli11-dev         #   JUnit XML of korasim test, the command line,
+  libarchive-dev                   #   gzip'ed logs and bug report zips (explain)
+  android-liblog-dev               # tests: Android's own logcat formatter as explain's oracle
+  blueprint-tools                  # tests: bpfmt checks Android.bp
   libgtest-dev                     # tests (also brings GoogleTest's sources for cross builds)
   libbenchmark-dev                 # benchmarks and their smoke test
   "$@")

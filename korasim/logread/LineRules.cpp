@@ -178,6 +178,8 @@ void LineRules::enable(EnableFacts& e, const std::string& m) {
         e.smartAE = has(m, "successful");
     } else if (has(m, "less than the")) {
         e.smartAE = false;
+        if (sscanf(m.c_str(), "%*s holds %d bytes", &a) == 1)
+            e.smartAEBytes = a;
     } else if (sscanf(m.c_str(), "sdsrEnable: %d algoType = %d", &a, &b) == 2) {
         e.sceneEnable = a;
         e.algoType = b;
@@ -224,6 +226,9 @@ void LineRules::process(ProcessFacts& p, const std::string& m) {
         p.libraryUnusable = m;
     } else if (starts(m, "sdsr buffers unusable")) {
         p.buffersUnusable = m;
+    } else if (has(m, "less than the")) {
+        if (sscanf(m.c_str(), "%*s holds %d bytes", &a) == 1)
+            p.smartAEBytes = a;
     } else if (starts(m, "sdsr_version:")) {
         p.libraryVersion = m.substr(13);
     } else if (starts(m, "sdsr version is different")) {

@@ -1,5 +1,4 @@
-// Hand-written because no Debian library parses logcat text: the formats are fixed-width
-// enough to take apart with a few scans, and the reader runs over hundreds of megabytes.
+// The plugin's own prefix of a log text: "<group> <file>:<line> <function>()".
 #include "LogLine.h"
 
 #include <cctype>
@@ -11,95 +10,7 @@ bool isDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
-// Reads an unsigned decimal number at `pos` after skipping blanks; false when there is none.
-bool readNumber(std::string_view s, size_t& pos, int& out) {
-    while (pos < s.size() && s[pos] == ' ')
-        ++pos;
-    if (pos >= s.size() || !isDigit(s[pos]))
-        return false;
-    long value = 0;
-    while (pos < s.size() && isDigit(s[pos]) && value < 100000000)
-        value = value * 10 + (s[pos++] - '0');
-    out = static_cast<int>(value);
-    return true;
-}
-
-bool isLevel(char c) {
-    return c == 'V' || c == 'D' || c == 'I' || c == 'W' || c == 'E' || c == 'F' || c == 'A';
-}
-
-std::string trimmed(std::string_view s) {
-    size_t b = 0, e = s.size();
-    while (b < e && s[b] == ' ')
-        ++b;
-    while (e > b && (s[e - 1] == ' ' || s[e - 1] == '\r'))
-        --e;
-    return std::string(s.substr(b, e - b));
-}
-
-// "L/TAG(  PID): text" (brief, and the time format after its stamp).
-std::optional<LogLine> parseBrief(std::string_view s, LogLine line) {
-    if (s.size() < 4 || !isLevel(s[0]) || s[1] != '/')
-        return std::nullopt;
-    const size_t open = s.find('(', 2);
-    if (open == std::string_view::npos)
-        return std::nullopt;
-    size_t pos = open + 1;
-    if (!readNumber(s, pos, line.pid))
-        return std::nullopt;
-    if (s.substr(pos, 3) != "): ")
-        return std::nullopt;
-    line.level = s[0];
-    line.tag = trimmed(s.substr(2, open - 2));
-    line.text = std::string(s.substr(pos + 3));
-    return line;
-}
-
 }  // namespace
-
-std::optional<LogLine> parseLogcatLine(std::string_view s) {
-    while (!s.empty() && (s.back() == '\n' || s.back() == '\r'))
-        s.remove_suffix(1);
-    LogLine line;
-    if (s.empty())
-        return std::nullopt;
-    if (!isDigit(s[0]))
-        return parseBrief(s, std::move(line));
-    // Stamp: [YYYY-]MM-DD HH:MM:SS.fff...
-    size_t pos = 0;
-    if (s.size() > 5 && isDigit(s[3]) && s[4] == '-')
-        pos = 5;
-    if (s.size() < pos + 14 || s[pos + 2] != '-' || s[pos + 5] != ' ' || s[pos + 8] != ':')
-        return std::nullopt;
-    size_t end = pos + 6;
-    while (end < s.size() && (isDigit(s[end]) || s[end] == ':' || s[end] == '.'))
-        ++end;
-    line.time = std::string(s.substr(0, end));
-    pos = end;
-    while (pos < s.size() && s[pos] == ' ')
-        ++pos;
-    if (pos < s.size() && !isDigit(s[pos]))
-        return parseBrief(s.substr(pos), std::move(line));
-    // threadtime: PID TID L TAG: text (the tag may be padded before its colon).
-    if (!readNumber(s, pos, line.pid) || !readNumber(s, pos, line.tid))
-        return std::nullopt;
-    if (pos + 3 > s.size() || s[pos] != ' ' || !isLevel(s[pos + 1]) || s[pos + 2] != ' ')
-        return std::nullopt;
-    line.level = s[pos + 1];
-    pos += 3;
-    const size_t colon = s.find(": ", pos);
-    if (colon == std::string_view::npos) {
-        // "TAG:" with an empty text still counts as a line.
-        if (s.size() > pos && s.back() == ':') {
-            line.tag = trimmed(s.substr(pos, s.size() - 1 - pos));
-            return line;
-        }
-        return std::nullopt;
-    }
-    line.tag = trimmed(s.substr(pos, colon - pos));
-    line.text = std::string(s.substr(colon + 2));
-    return line;
-}
 
 void splitPluginPrefix(LogLine& line) {
     const std::string& t = line.text;

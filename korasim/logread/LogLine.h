@@ -1,5 +1,6 @@
-// One line of an Android log as korasim reads it: logcat's threadtime, time and brief formats
-// (with or without a year), a bug report's main log section, and korasim's own --logcat echo.
+// One line of an Android log as korasim reads it: every layout of `logcat -v` that carries a tag
+// (brief, process, tag, time, threadtime, long, with any of their time and uid modifiers), a bug
+// report's log sections, and korasim's own --logcat echo. The layouts are in LogLayouts.cpp.
 #pragma once
 
 #include <optional>
@@ -9,7 +10,8 @@
 namespace korasim::logread {
 
 struct LogLine {
-    std::string time;  // "11-22 18:43:10.123" as printed; empty in the brief format
+    std::string time;  // "11-22 18:43:10.123" as printed; empty in the brief, process and tag
+                       // layouts; seconds such as "1700000000.123" with epoch or monotonic
     int pid = 0;
     int tid = 0;  // 0 when the format has none
     char level = '?';
@@ -20,10 +22,13 @@ struct LogLine {
     std::string group;
     std::string function;
     std::string message;
+    // The long layout prints "[ time pid: tid L/TAG ]" and the text on the following line.
+    bool textOnNextLine = false;
 };
 
 // Parses one line; nullopt when it has none of the known shapes (a cut line, a header such as
-// "--------- beginning of main", a blank line).
+// "--------- beginning of main", a blank line). The layout is found per line, so logs of several
+// layouts concatenated read as one.
 std::optional<LogLine> parseLogcatLine(std::string_view line);
 
 // Splits the plugin's online prefix off `line.text` into group, function and message.

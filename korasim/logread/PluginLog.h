@@ -33,6 +33,7 @@ struct EnableFacts {
     std::optional<int> tagsEnable, ui, trigger, mode;
     std::optional<std::string> versionInTags;
     std::optional<bool> smartAE;
+    std::optional<int> smartAEBytes;  // a record too short to use: "holds %zu bytes, less than"
     std::optional<int> sceneEnable, algoType;
     std::optional<int> outstanding;  // "process count:%u"
     bool tagWritten = false;
@@ -56,6 +57,7 @@ struct ProcessFacts {
     bool versionDiffers = false;
     std::optional<int> trigger, preAlgoType, sensorModeType, propPreAlgoType, propSensorModeType;
     std::optional<double> lux, propLux;
+    std::optional<int> smartAEBytes;  // as in EnableFacts, when the request read the record
     std::optional<std::string> rawType;
     std::optional<int> width, height, stride, orientation;
     std::optional<double> zoom;
@@ -80,6 +82,15 @@ struct Capture {
     int lines = 0;
 };
 
+// Which call of the plugin printed the lines being fed. A field log does not say, so the order
+// of its lines decides (Inferred); korasim run makes each call itself and says so.
+enum class Call {
+    Inferred,
+    Lifecycle,  // create, initialize, flush, destroy: no decision, no request
+    IsEnabled,
+    ProcessRequest,
+};
+
 // The log gates of the online channel, when known (korasim run knows them).
 struct Gates {
     int level = 0;
@@ -89,6 +100,16 @@ struct Gates {
 class PluginLogReader {
   public:
     void setGates(const Gates& gates) { m_gates = gates; }
+    // The lines fed from now on were printed by one call of this kind, a fresh call each time:
+    // an isEnabled call's lines make one decision, a processRequest call's lines one request,
+    // whatever their order. Call::Inferred (the default) goes back to reading the order.
+    void beginCall(Call call) {
+        m_call = call;
+        m_callCapture = -1;
+    }
+    // Index into captures() of the capture the current call's lines went to; -1 when none
+    // reached one (the gates hid them all, or none was a decision or request line).
+    int callCapture() const { return m_callCapture; }
     // `line` is a parsed line (any tag, any process); lines that are not the plugin's are
     // counted as foreign. `splitPluginPrefix` must have run on it (parseAndFeed does it).
     void feed(LogLine line);
@@ -128,10 +149,19 @@ class PluginLogReader {
     };
     int objectFor(int pid, const std::string& address, bool create);
     Capture& newCapture(int object, const LogLine& line);
+    bool frameworkLineIsOurs(const LogLine& line, const Process& proc) const;
     bool lifecycle(const LogLine& line, const std::string& m);
+    bool inferCall(int object, const LogLine& line);
+    bool enableStarts(const Object& obj, const std::string& m, int stage) const;
+    bool requestStarts(const Object& obj, const std::string& m, int stage) const;
+    int admittedCapture(const Object& obj, int pid) const;
+    void addEnableLine(int object, const LogLine& line, int stage, bool starts);
+    void addProcessLine(int object, const LogLine& line, int stage, bool starts);
     void unattributed(const LogLine& line);
 
     std::optional<Gates> m_gates;
+    Call m_call = Call::Inferred;
+    int m_callCapture = -1;
     int m_openRequests = 0;
     std::vector<Capture> m_captures;
     std::vector<Object> m_objects;
@@ -141,8 +171,8 @@ class PluginLogReader {
     Process& process(int pid);
 };
 
-// Reads a whole log file as a stream (never all in memory). Returns false when it cannot be
-// opened or read.
+// Reads a log file, a folder of them, "-", a gzip'ed log or a bug report zip as a stream (never
+// all in memory). Returns false when it cannot be opened or read.
 bool readLogFile(const std::string& path, PluginLogReader& reader, std::string* error);
 
 // The enable decision and the request path with their texts, as the report and explain show.

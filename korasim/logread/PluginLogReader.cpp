@@ -1,7 +1,8 @@
 // Attribution of the plugin's lines to plugin objects and captures, and the facts they carry.
 // The plugin prints no request id, so a capture is rebuilt from the order of its lines: each
 // line belongs to a step of isEnabled or processRequest, and a step that goes backwards starts
-// the next capture of the same plugin object.
+// the next capture of the same plugin object. A caller that made the calls itself (korasim run)
+// says which call printed the lines instead; the facts are read by the same rules either way.
 #include <cstdio>
 #include <cstring>
 
@@ -123,6 +124,30 @@ void PluginLogReader::unattributed(const LogLine& line) {
                             line.text.substr(0, 120));
 }
 
+// The framework tag carries lines of every plugin in the camera process: only the boost and the
+// metadata writes inside an open capture of this plugin are ours.
+bool PluginLogReader::frameworkLineIsOurs(const LogLine& line, const Process& proc) const {
+    const std::string& m = line.message;
+    const bool boost = has(m, "PluginPerfLockManager") || starts(m, "VoaPerfLock create fail");
+    const bool ours = boost ||
+                      starts(m, "update tagName = orvane.snapshot.stableDiffusionSREnable") ||
+                      starts(m, "update tagName = orvane.multiframe.debugData");
+    if (!ours || proc.current < 0)
+        return false;
+    if (!boost)
+        return true;
+    // A run knows its request printed the boost; a field log needs the request to be open.
+    if (m_call == Call::ProcessRequest)
+        return true;
+    if (m_call != Call::Inferred)
+        return false;
+    const Object& o = m_objects[proc.current];
+    if (o.lastProcess < 0)
+        return false;
+    const int stage = m_captures[o.lastProcess].process.stage;
+    return stage >= kBoost && stage < kRelease;
+}
+
 void PluginLogReader::feed(LogLine line) {
     if (line.tag == "offline") {
         ++m_offline;
@@ -133,120 +158,140 @@ void PluginLogReader::feed(LogLine line) {
         ++m_foreign;
         return;
     }
-    const std::string& m = line.message;
     Process& proc = process(line.pid);
     if (plugin && line.level == 'D')
         proc.debugSeen = true;
-
-    // The framework tag carries lines of every plugin in the camera process: only the boost
-    // and the metadata writes inside an open capture of this plugin are ours.
-    if (!plugin) {
-        const bool ours = has(m, "PluginPerfLockManager") || starts(m, "VoaPerfLock create fail") ||
-                          starts(m, "update tagName = orvane.snapshot.stableDiffusionSREnable") ||
-                          starts(m, "update tagName = orvane.multiframe.debugData");
-        if (!ours || proc.current < 0) {
-            ++m_foreign;
-            return;
-        }
-        const Object& o = m_objects[proc.current];
-        if (has(m, "PluginPerfLockManager") || starts(m, "VoaPerfLock")) {
-            const bool open = o.lastProcess >= 0 &&
-                              m_captures[o.lastProcess].process.stage >= kBoost &&
-                              m_captures[o.lastProcess].process.stage < kRelease;
-            const bool starting =
-                o.lastProcess >= 0 && m_captures[o.lastProcess].process.stage == kBoost;
-            if (!open && !starting) {
-                ++m_foreign;
-                return;
-            }
-        }
+    if (!plugin && !frameworkLineIsOurs(line, proc)) {
+        ++m_foreign;
+        return;
     }
     ++m_pluginLines;
+    const std::string& m = line.message;
     if (lifecycle(line, m))
         return;
 
-    const int objectIndex = objectFor(line.pid, "", false);
-    Object& obj = m_objects[objectIndex];
+    const int object = objectFor(line.pid, "", false);
+    bool taken = false;
+    if (m_call == Call::Inferred) {
+        taken = inferCall(object, line);
+    } else if (m_call == Call::IsEnabled) {
+        if (const int stage = LineRules::enableStage(m, false)) {
+            addEnableLine(object, line, stage, m_callCapture < 0);
+            taken = true;
+        }
+    } else if (m_call == Call::ProcessRequest) {
+        if (const int stage = LineRules::processStage(m)) {
+            addProcessLine(object, line, stage, m_callCapture < 0);
+            taken = true;
+        }
+    }
+    if (!taken)
+        unattributed(line);
+}
+
+// Whether an isEnabled line of a field log starts the next decision of the object: the last one
+// ended, a step went backwards, or a line printed once per decision came again.
+bool PluginLogReader::enableStarts(const Object& obj, const std::string& m, int stage) const {
+    if (obj.lastEnable < 0)
+        return true;
+    const EnableFacts& e = m_captures[obj.lastEnable].enable;
+    const bool ended = e.final || e.preAnchorProc || e.memoryRefusal || e.sameVersion || e.failed;
+    return ended || stage < e.stage || (e.onceSeen & onceBit(m)) != 0;
+}
+
+// The same for a processRequest line and the object's last request.
+bool PluginLogReader::requestStarts(const Object& obj, const std::string& m, int stage) const {
+    if (obj.lastProcess < 0)
+        return true;
+    const ProcessFacts& p = m_captures[obj.lastProcess].process;
+    if (p.stage > stage || p.stage >= kRelease || (p.onceSeen & onceBit(m)) != 0)
+        return true;
+    // "dlopen" comes only with the first request; a bind line always opens a request.
+    return stage == kBind && p.stage > kBind;
+}
+
+// The oldest capture of this object whose decision let it through; failing that, the oldest
+// whose answer the log does not show; -1 when there is neither.
+int PluginLogReader::admittedCapture(const Object& obj, int pid) const {
+    int unsure = -1;
+    for (int i = obj.lastProcess + 1; i < static_cast<int>(m_captures.size()); ++i) {
+        const Capture& c = m_captures[i];
+        if (c.object != obj.id || c.pid != pid || c.process.seen)
+            continue;
+        const bool refused = c.enable.preAnchorProc || c.enable.memoryRefusal ||
+                             c.enable.sameVersion || (c.enable.final == 0) || c.enable.outstanding;
+        const bool admitted = c.enable.tagWritten || c.enable.final == 1;
+        if (admitted)
+            return i;
+        if (!refused && unsure < 0)
+            unsure = i;
+    }
+    return unsure;
+}
+
+// A field log: the order of the lines tells which call printed them.
+bool PluginLogReader::inferCall(int object, const LogLine& line) {
+    const std::string& m = line.message;
+    const Object& obj = m_objects[object];
     const bool processOpen = obj.lastProcess >= 0 &&
                              m_captures[obj.lastProcess].process.stage >= kFormat &&
                              m_captures[obj.lastProcess].process.stage < kFinish;
-
     if (const int stage = LineRules::enableStage(m, processOpen)) {
-        const bool pending = obj.lastEnable >= 0 && !m_captures[obj.lastEnable].enable.final &&
-                             !m_captures[obj.lastEnable].enable.preAnchorProc &&
-                             !m_captures[obj.lastEnable].enable.memoryRefusal &&
-                             !m_captures[obj.lastEnable].enable.sameVersion &&
-                             !m_captures[obj.lastEnable].enable.failed &&
-                             stage >= m_captures[obj.lastEnable].enable.stage &&
-                             (m_captures[obj.lastEnable].enable.onceSeen & onceBit(m)) == 0;
-        if (!pending) {
-            if (obj.lastEnable >= 0)
-                m_captures[obj.lastEnable].enable.followed = true;
-            newCapture(objectIndex, line);
-            obj.lastEnable = static_cast<int>(m_captures.size() - 1);
-        }
-        Capture& c = m_captures[obj.lastEnable];
-        c.enable.seen = true;
-        c.enable.stage = std::max(c.enable.stage, stage);
-        c.enable.onceSeen |= onceBit(m);
-        ++c.lines;
-        LineRules::enable(c.enable, m);
-        return;
+        addEnableLine(object, line, stage, enableStarts(obj, m, stage));
+        return true;
     }
-    if (const int stage = LineRules::processStage(m)) {
-        // Tags read for the init record or the debug record do not move the request on.
-        if (starts(m, "MetaData not found for ") && obj.lastProcess >= 0 &&
-            m_captures[obj.lastProcess].process.stage >= kFormat &&
-            m_captures[obj.lastProcess].process.stage < kRelease) {
-            ++m_captures[obj.lastProcess].lines;
-            return;
-        }
-        bool same = obj.lastProcess >= 0 && m_captures[obj.lastProcess].process.stage <= stage &&
-                    m_captures[obj.lastProcess].process.stage < kRelease &&
-                    (m_captures[obj.lastProcess].process.onceSeen & onceBit(m)) == 0;
-        // "dlopen" comes only with the first request; a bind line always opens a request.
-        if (same && stage == kBind && m_captures[obj.lastProcess].process.stage > kBind)
-            same = false;
-        if (!same) {
-            // The oldest capture of this object whose decision let it through; failing that,
-            // the oldest whose answer the log does not show.
-            int target = -1, unsure = -1;
-            for (int i = obj.lastProcess + 1; i < static_cast<int>(m_captures.size()); ++i) {
-                const Capture& c = m_captures[i];
-                if (c.object != obj.id || c.pid != line.pid || c.process.seen)
-                    continue;
-                const bool refused = c.enable.preAnchorProc || c.enable.memoryRefusal ||
-                                     c.enable.sameVersion || (c.enable.final == 0) ||
-                                     c.enable.outstanding;
-                const bool admitted = c.enable.tagWritten || c.enable.final == 1;
-                if (admitted) {
-                    target = i;
-                    break;
-                }
-                if (!refused && unsure < 0)
-                    unsure = i;
-            }
-            if (target < 0)
-                target = unsure;
-            if (target < 0) {
-                newCapture(objectIndex, line);
-                target = static_cast<int>(m_captures.size() - 1);
-            }
-            if (obj.lastProcess >= 0 && isOpen(m_captures[obj.lastProcess].process.stage))
-                --m_openRequests;  // its end was lost
-            obj.lastProcess = target;
-        }
-        Capture& c = m_captures[obj.lastProcess];
-        c.process.seen = true;
-        const bool wasOpen = isOpen(c.process.stage);
-        c.process.stage = std::max(c.process.stage, stage);
-        m_openRequests += int(isOpen(c.process.stage)) - int(wasOpen);
-        c.process.onceSeen |= onceBit(m);
-        ++c.lines;
-        LineRules::process(c.process, m);
-        return;
+    const int stage = LineRules::processStage(m);
+    if (stage == 0)
+        return false;
+    // Tags read for the init record or the debug record do not move the request on.
+    if (starts(m, "MetaData not found for ") && obj.lastProcess >= 0 &&
+        m_captures[obj.lastProcess].process.stage >= kFormat &&
+        m_captures[obj.lastProcess].process.stage < kRelease) {
+        ++m_captures[obj.lastProcess].lines;
+        m_callCapture = obj.lastProcess;
+        return true;
     }
-    unattributed(line);
+    addProcessLine(object, line, stage, requestStarts(obj, m, stage));
+    return true;
+}
+
+void PluginLogReader::addEnableLine(int object, const LogLine& line, int stage, bool starts) {
+    if (starts) {
+        if (m_objects[object].lastEnable >= 0)
+            m_captures[m_objects[object].lastEnable].enable.followed = true;
+        newCapture(object, line);
+        m_objects[object].lastEnable = static_cast<int>(m_captures.size() - 1);
+    }
+    m_callCapture = m_objects[object].lastEnable;
+    Capture& c = m_captures[m_callCapture];
+    c.enable.seen = true;
+    c.enable.stage = std::max(c.enable.stage, stage);
+    c.enable.onceSeen |= onceBit(line.message);
+    ++c.lines;
+    LineRules::enable(c.enable, line.message);
+}
+
+void PluginLogReader::addProcessLine(int object, const LogLine& line, int stage, bool starts) {
+    Object& obj = m_objects[object];
+    if (starts) {
+        int target = admittedCapture(obj, line.pid);
+        if (target < 0) {
+            newCapture(object, line);
+            target = static_cast<int>(m_captures.size() - 1);
+        }
+        if (obj.lastProcess >= 0 && isOpen(m_captures[obj.lastProcess].process.stage))
+            --m_openRequests;  // its end was lost
+        obj.lastProcess = target;
+    }
+    m_callCapture = obj.lastProcess;
+    Capture& c = m_captures[m_callCapture];
+    c.process.seen = true;
+    const bool wasOpen = isOpen(c.process.stage);
+    c.process.stage = std::max(c.process.stage, stage);
+    m_openRequests += int(isOpen(c.process.stage)) - int(wasOpen);
+    c.process.onceSeen |= onceBit(line.message);
+    ++c.lines;
+    LineRules::process(c.process, line.message);
 }
 
 void PluginLogReader::feedText(std::string_view text) {

@@ -9,15 +9,14 @@ void RunFeed::created(const std::string& plugin) {
     m_readers[plugin].setGates(m_gates);
 }
 
-void RunFeed::feed(const std::string& plugin, const std::vector<korahost::LogRecord>& logs) {
+void RunFeed::feed(const std::string& plugin, Call call,
+                   const std::vector<korahost::LogRecord>& logs) {
     auto it = m_readers.find(plugin);
     if (it == m_readers.end()) {
         created(plugin);
         it = m_readers.find(plugin);
     }
-    const auto& captures = it->second.captures();
-    const size_t before = captures.size();
-    const int linesBefore = before ? captures.back().lines : 0;
+    it->second.beginCall(call);
     for (const auto& r : logs) {
         // Each statement reaches up to two channels; the online one is the logcat line.
         if (r.channel != korahost::LogChannel::Online)
@@ -32,17 +31,13 @@ void RunFeed::feed(const std::string& plugin, const std::vector<korahost::LogRec
         line.message = r.message;
         it->second.feed(std::move(line));
     }
-    m_touched[plugin] =
-        captures.size() != before || (before != 0 && captures.back().lines != linesBefore);
 }
 
 const Capture* RunFeed::latest(const std::string& plugin) const {
     const auto it = m_readers.find(plugin);
-    const auto touched = m_touched.find(plugin);
-    if (it == m_readers.end() || touched == m_touched.end() || !touched->second ||
-        it->second.captures().empty())
+    if (it == m_readers.end() || it->second.callCapture() < 0)
         return nullptr;
-    return &it->second.captures().back();
+    return &it->second.captures().at(static_cast<size_t>(it->second.callCapture()));
 }
 
 json RunFeed::decision(const std::string& plugin, bool answer) const {

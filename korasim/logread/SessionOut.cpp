@@ -93,11 +93,50 @@ struct Builder {
         }
         if (e.seen && !e.ui && e.stage >= 9)
             missing("sdsrui, SDSRTrigger, mode", "the enabling set (2, 1, 1)");
-        if (e.smartAE && !*e.smartAE) {
-            metadata["orvane.ai.asd.SmartAE"] = nullptr;
-        } else if (e.algoType && e.tagsEnable && *e.tagsEnable == 1) {
-            metadata["orvane.ai.asd.SmartAE"] = {{"algoType", *e.algoType}};
+        smartAE();
+    }
+
+    // The SmartAE record as far as the log shows it. The decision prints the algoType it read
+    // (when the tags let it look); the request prints the pre-pipeline and sensor mode types it
+    // derived from the record, unless a property overrode them; a record too short to use
+    // prints its size. Fields the log does not show keep the enabling set's values.
+    void smartAE() {
+        const EnableFacts& e = c.enable;
+        const ProcessFacts& p = c.process;
+        const char* const tag = "orvane.ai.asd.SmartAE";
+        const std::optional<int> bytes = e.smartAEBytes ? e.smartAEBytes : p.smartAEBytes;
+        if (bytes) {
+            metadata[tag] = {{"size", *bytes}};
+            return;
         }
+        const bool preTold = p.preAlgoType && p.propPreAlgoType.value_or(-1) == -1;
+        const bool sensorTold = p.sensorModeType && p.propSensorModeType.value_or(-1) == -1;
+        // Type 3 is the request's word for "no record".
+        if ((e.smartAE && !*e.smartAE) || (preTold && *p.preAlgoType == 3) ||
+            (sensorTold && *p.sensorModeType == 3)) {
+            metadata[tag] = nullptr;
+            return;
+        }
+        json record = {{"algoType", 7}, {"sensorMode", 0}};
+        bool told = false;
+        if (e.algoType && e.tagsEnable && *e.tagsEnable == 1) {
+            record["algoType"] = *e.algoType;
+            told = true;
+        } else if (preTold && (*p.preAlgoType == 1 || *p.preAlgoType == 2)) {
+            record["algoType"] = *p.preAlgoType == 1 ? 5 : 8;
+            told = true;
+        }
+        if (sensorTold) {
+            // Types 1 and 2 name sensor modes 0 and 15; type 0 any other mode.
+            record["sensorMode"] = *p.sensorModeType == 1 ? 0 : *p.sensorModeType == 2 ? 15 : 1;
+            if (*p.sensorModeType == 0)
+                missing("SmartAE sensor mode (neither 0 nor 15)", "1");
+            told = true;
+        } else if (p.preAlgoType) {
+            missing("SmartAE sensor mode (its type was overridden by the property)", "0");
+        }
+        if (told)
+            metadata[tag] = record;
     }
 
     void processConditions() {

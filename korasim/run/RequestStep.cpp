@@ -148,7 +148,7 @@ std::string Runner::Impl::processRequest(size_t index, const Step& s, Slot& slot
     out["outputs"] = outJson;
 
     std::vector<korahost::ExifWriterLog> exif = korahost::takeExifWriters();
-    feed.feed(s.plugin, logs);
+    feed.feed(s.plugin, logread::Call::ProcessRequest, logs);
     json process = feed.process(s.plugin);
     if (process["path"] == "unknown") {
         // The gates hid the plugin's lines: the EXIF blocks still tell most paths.

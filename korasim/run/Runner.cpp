@@ -162,7 +162,7 @@ void Runner::Impl::runStep(size_t index) {
             slot->lastEnabled = answer;
             out["answer"] = answer;
             logs = korahost::takeLogs();
-            feed.feed(s.plugin, logs);
+            feed.feed(s.plugin, logread::Call::IsEnabled, logs);
             const json decision = feed.decision(s.plugin, answer);
             out["reason"] = decision["reason"];
             out["decision"] = decision;
@@ -211,7 +211,7 @@ void Runner::Impl::runStep(size_t index) {
         if (logs.empty()) {
             logs = korahost::takeLogs();
             if (s.kind != StepKind::SetDevice && s.kind != StepKind::IsEnabled)
-                feed.feed(s.plugin, logs);
+                feed.feed(s.plugin, logread::Call::Lifecycle, logs);
         }
         exif = korahost::takeExifWriters();
         collectCommon(out, logs, exif, false);

@@ -291,7 +291,7 @@ TEST(KorasimExplain, LogsWithoutPluginLinesAndUnreadableFiles) {
     };
     const std::vector<Case> cases = {
         {{"explain", scratch.path("quiet.log")}, 0, "holds no line of the SDSR plugin"},
-        {{"explain", scratch.dir()}, 2, "is a directory"},
+        {{"explain", scratch.dir()}, 0, "holds no line of the SDSR plugin"},
         {{"explain", scratch.path("absent.log")}, 2, "No such file"},
         {{"explain", scratch.path("quiet.log"), "--pid", "x"}, 2, "--pid"},
     };
@@ -320,5 +320,170 @@ TEST(KorasimExplain, RunNamesTheGatesThatHidTheDecidingLine) {
         const Result r = runSession(scratch, c.first);
         ASSERT_EQ(r.exitCode, 0) << r.err;
         EXPECT_NE(r.out.find(c.second), std::string::npos) << r.out;
+    }
+}
+
+TEST(KorasimExplain, RunReadsEachRequestFromTheLinesItPrinted) {
+    // Two requests admitted before either runs: the first request's lines belong to the first
+    // processRequest step, though explain pairs them with the first of two open decisions.
+    const json admitTwice = {{"do", "isEnabled"}};
+    const json runOk = {{"do", "setDevice"}, {"device", {{"algorithm", {{"run", 0}}}}}};
+    const json request = {{"do", "processRequest"}};
+    struct Case {
+        const char* name;
+        json log;
+        json steps;
+    };
+    const std::vector<Case> cases = {
+        {"bothAdmittedFirst",
+         {{"level", 0}},
+         {{{"do", "create"}},
+          {{"do", "initialize"}},
+          admitTwice,
+          admitTwice,
+          request,
+          runOk,
+          request}},
+        {"interleaved",
+         {{"level", 0}},
+         {{{"do", "create"}},
+          {{"do", "initialize"}},
+          admitTwice,
+          request,
+          runOk,
+          admitTwice,
+          request}},
+        {"debugLinesHidden",
+         {{"level", 4}},
+         {{{"do", "create"}},
+          {{"do", "initialize"}},
+          admitTwice,
+          admitTwice,
+          request,
+          runOk,
+          request}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        Scratch scratch;
+        const json session = {
+            {"log", c.log}, {"device", {{"algorithm", {{"run", -5}}}}}, {"steps", c.steps}};
+        const Result r = runSession(scratch, session);
+        ASSERT_EQ(r.exitCode, 0) << r.err;
+        std::vector<json> requests;
+        for (const auto& s : r.report.at("steps")) {
+            if (s.at("do") == "isEnabled") {
+                EXPECT_TRUE(s.at("answer").get<bool>());
+                EXPECT_EQ(s.at("decision").at("answer"), "enabled");
+            }
+            if (s.at("do") == "processRequest")
+                requests.push_back(s);
+        }
+        ASSERT_EQ(requests.size(), 2u);
+        const char* const paths[] = {"runFailed", "processed"};
+        const char* const texts[] = {"Run failed with code -5", "processed"};
+        for (size_t i = 0; i < 2; ++i) {
+            SCOPED_TRACE(paths[i]);
+            EXPECT_EQ(requests[i].at("path"), paths[i]);
+            EXPECT_EQ(requests[i].at("process").at("text"), texts[i]);
+            EXPECT_EQ(requests[i].at("process").at("runCode"), i == 0 ? -5 : 0);
+            for (const char* cost : {"initMs", "runMs"})
+                EXPECT_TRUE(requests[i].at("timings").at(cost).is_number()) << cost;
+        }
+        EXPECT_NE(r.out.find("path runFailed (Run failed with code -5), init "), std::string::npos)
+            << r.out;
+        EXPECT_EQ(r.out.find("path judged from the EXIF block"), std::string::npos) << r.out;
+    }
+}
+
+TEST(KorasimExplain, SessionsKeepEverySmartAEFieldTheLogShows) {
+    // Each capture runs once, is explained from its own log, and its session runs again: the
+    // lines that carry SmartAE values read the same both times.
+    struct Case {
+        const char* name;
+        json smartAE;  // the value of the tag in the request
+        int level;     // log gate of the first run
+    };
+    const std::vector<Case> cases = {
+        {"algoType5Sensor15", {{"algoType", 5}, {"sensorMode", 15}}, 0},
+        {"algoType8Sensor0", {{"algoType", 8}, {"sensorMode", 0}}, 0},
+        {"otherSensorMode", {{"algoType", 7}, {"sensorMode", 3}}, 0},
+        {"refusedAlgoType", {{"algoType", 6}, {"sensorMode", 15}}, 0},
+        {"algoTypeOnlyFromTheRequest", {{"algoType", 8}, {"sensorMode", 15}}, 4},
+        {"shortRecord", {{"algoType", 5}, {"size", 64}}, 0},
+        {"noRecord", nullptr, 0},
+    };
+    const auto smartAELines = [](const json& report, bool withDebug) {
+        std::vector<std::string> lines;
+        for (const auto& s : report.at("steps")) {
+            for (const auto& l : s.at("log")) {
+                const std::string m = l.at("message");
+                const bool smartAE = m.find("algoType") != std::string::npos ||
+                                     m.find("sensorModeType") != std::string::npos ||
+                                     m.find("SmartAE") != std::string::npos;
+                if (l.at("channel") == "online" && smartAE && (withDebug || l.at("level") != "D"))
+                    lines.push_back(m);
+            }
+        }
+        return lines;
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        Scratch scratch;
+        json session = enabling({{"orvane.ai.asd.SmartAE", c.smartAE}});
+        session["log"] = {{"level", c.level}};
+        const Result first = runSession(scratch, session, {"--logcat"});
+        ASSERT_EQ(first.exitCode, 0) << first.err;
+        scratch.write("device.log", first.err);
+        const Result explained = runKorasim(scratch, {"explain", scratch.path("device.log"),
+                                                      "--session-out", scratch.path("sessions")});
+        ASSERT_EQ(explained.exitCode, 0) << explained.err;
+        Scratch again;
+        const Result rerun = runKorasim(
+            again, {"run", scratch.path("sessions/capture-001.json"), "--root", again.path("d")});
+        ASSERT_EQ(rerun.exitCode, 0) << rerun.err;
+        const std::vector<std::string> wanted = smartAELines(first.report, true);
+        ASSERT_FALSE(wanted.empty());
+        EXPECT_EQ(smartAELines(rerun.report, c.level < 4), wanted);
+    }
+}
+
+TEST(KorasimExplain, RunReadsEachDecisionFromTheLinesItPrinted) {
+    // With only E lines open, each refusal by the version file prints one line, at the same step
+    // of the decision: read by their order alone, two such decisions make one; a run reads each
+    // step's own line.
+    const json unreadable = {{"versionFile", nullptr}};
+    const json changed = {{"versionFile", "1.0.0.7\n"}};
+    struct Case {
+        const char* name;
+        json firstDevice, secondDevice;
+        const char* firstValue;
+        const char* secondValue;
+    };
+    const std::vector<Case> cases = {
+        {"unreadableThenChanged", unreadable, changed, "unreadable", "\"1.0.0.7\""},
+        {"changedThenUnreadable", changed, unreadable, "\"1.0.0.7\"", "unreadable"},
+    };
+    const auto versionCheck = [](const json& step) {
+        for (const auto& check : step.at("decision").at("checks")) {
+            if (check.at("name") == "version file")
+                return check.at("value");
+        }
+        return json();
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        Scratch scratch;
+        const json session = {{"log", {{"level", 6}}},
+                              {"steps",
+                               {{{"do", "create"}},
+                                {{"do", "setDevice"}, {"device", c.firstDevice}},
+                                {{"do", "isEnabled"}},
+                                {{"do", "setDevice"}, {"device", c.secondDevice}},
+                                {{"do", "isEnabled"}}}}};
+        const Result r = runSession(scratch, session);
+        ASSERT_EQ(r.exitCode, 0) << r.err;
+        EXPECT_EQ(versionCheck(step(r, 2)), c.firstValue);
+        EXPECT_EQ(versionCheck(step(r, 4)), c.secondValue);
     }
 }
