@@ -21,12 +21,18 @@ std::mutex gBindMutex;
 void SdSrPlugin::bindAlgoLibrary() {
     std::lock_guard<std::mutex> bindLock(gBindMutex);
     if (m_sdsrAlgoHandle == nullptr) {
+        // Binding is the opening step of processRequest, and its lines carry that name.
         m_sdsrAlgoHandle = dlopen(voalgo2::devicePath(kAlgoLibraryPath).c_str(), RTLD_LAZY);
-        SDSR_LOGI("dlopen sdsr %p", m_sdsrAlgoHandle);
+        SDSR_LOG_AS("processRequest", I, "dlopen sdsr %p", m_sdsrAlgoHandle);
         if (m_sdsrAlgoHandle == nullptr) {
-            // No dlclose(nullptr) here: some C libraries dereference the handle.
+#if defined(__BIONIC__)
+            // Bionic refuses a null handle with an "invalid handle" error of its own, which is
+            // what dlerror() reports next in place of dlopen's. glibc dereferences the handle and
+            // crashes, so host builds leave the call out and report dlopen's error.
+            dlclose(m_sdsrAlgoHandle);
+#endif
             const char* why = dlerror();
-            SDSR_LOGD("sdsr dlerror() %s", why != nullptr ? why : "(null)");
+            SDSR_LOG_AS("processRequest", D, "sdsr dlerror() %s", why != nullptr ? why : "(null)");
         }
     }
 

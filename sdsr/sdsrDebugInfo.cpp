@@ -7,6 +7,10 @@
 
 #define DEBUG_INFO_LOGI(fmt, ...) \
     VO_LOG(I, SDSR_LOG_TAG, SDSR_GROUP_EXIF_MOVE, SDSR_PLUGIN_SOURCE, fmt, ##__VA_ARGS__)
+// The frame lines are gathered by recordFrame for multiframeAlgoSetDebugInfo and carry its name.
+#define DEBUG_INFO_FRAME_LOGI(fmt, ...)                                            \
+    VO_LOG_AS("multiframeAlgoSetDebugInfo", I, SDSR_LOG_TAG, SDSR_GROUP_EXIF_MOVE, \
+              SDSR_PLUGIN_SOURCE, fmt, ##__VA_ARGS__)
 #define DEBUG_INFO_LOGW(fmt, ...) \
     VO_LOG(W, SDSR_LOG_TAG, SDSR_GROUP_COMMON, SDSR_PLUGIN_SOURCE, fmt, ##__VA_ARGS__)
 
@@ -44,19 +48,19 @@ void recordFrame(uint8_t* record, const std::shared_ptr<VoMetadata>& meta, unsig
     voalgo2::readMeta<long>(meta, static_cast<unsigned int>(ANDROID_SENSOR_EXPOSURE_TIME),
                             "ANDROID_SENSOR_EXPOSURE_TIME", exposure);
     putAt<int64_t>(record, kExposureOffset + 8u * slot, exposure);
-    DEBUG_INFO_LOGI("[ImageExifMoveInfo] exposure time is %ld", exposure);
+    DEBUG_INFO_FRAME_LOGI("[ImageExifMoveInfo] exposure time is %ld", exposure);
 
     if (withSensorMode) {
         int sensorMode = 0;
         voalgo2::readMeta<int>(meta, kSensorModeTag, kSensorModeTag, sensorMode);
         putAt<int32_t>(record, kSensorModeOffset + 4u * slot, sensorMode);
-        DEBUG_INFO_LOGI("[ImageExifMoveInfo] sensormode is %d", sensorMode);
+        DEBUG_INFO_FRAME_LOGI("[ImageExifMoveInfo] sensormode is %d", sensorMode);
     }
 
     long timestamp = 0;
     voalgo2::readMeta<long>(meta, kStartOfExposureTag, kStartOfExposureTag, timestamp);
     putAt<int64_t>(record, kTimestampOffset + 8u * slot, timestamp);
-    DEBUG_INFO_LOGI("[ImageExifMoveInfo] timestamp time is %ld", timestamp);
+    DEBUG_INFO_FRAME_LOGI("[ImageExifMoveInfo] timestamp time is %ld", timestamp);
 }
 
 }  // namespace

@@ -6,6 +6,9 @@
 
 #include "sdsrplugin.h"
 
+// The decision's steps log under the name of the decision.
+#define ENABLE_LOG(LVL, fmt, ...) SDSR_LOG_AS("isEnabled", LVL, fmt, ##__VA_ARGS__)
+
 namespace {
 
 const char* const kPreAnchorProcTag = "com.orvane.kora2.preAnchorProc";
@@ -40,31 +43,8 @@ bool SdSrPlugin::isEnabled(VoaParams params) try {
         SDSR_LOGI("sdsr BypassAlgo, preAnchorProc = %d!", preAnchorProc);
         return false;
     }
-
-    // The temperatures are only logged; the controller flag already reflects thermal limits.
-    const float freeRam = getFreeRam();
-    const int thermal = voalgo2::NodeSdsrData::getThermalTemperature(meta);
-    const int board = voalgo2::NodeSdsrData::getBoardTemperature(meta);
-    SDSR_LOGD(
-        "m_sdsrController.getFlag = %d freeRam = %f get thermalTemperature = %d "
-        "boardTemperature %d",
-        m_sdsrController.getFlag(), static_cast<double>(freeRam), thermal, board);
-
-    const int flag = m_sdsrController.getFlag();
-    if (freeRam < static_cast<float>(BYPASS_SDSR_RAM) || flag == kControllerSkipFlag) {
-        SDSR_LOGI("sdsr BypassAlgo, m_sdsrController.getFlag() = %d BYPASS_SDSR_RAM = %d",
-                  m_sdsrController.getFlag(), BYPASS_SDSR_RAM);
+    if (!deviceAllowsSdsr(meta))
         return false;
-    }
-
-    // Both checks run so that the log always tells which of the two failed.
-    const bool sameVersion = isSameSdsrVersion();
-    const bool modelsPresent = isFileExist();
-    if (!sameVersion || !modelsPresent) {
-        SDSR_LOGI("sdsr BypassAlgo,  isSameSdsrVersion = %d, isFileExist = %d", sameVersion ? 1 : 0,
-                  modelsPresent ? 1 : 0);
-        return false;
-    }
 
     int sdsrUi = 0;
     int sdsrTrigger = 0;
@@ -89,37 +69,61 @@ bool SdSrPlugin::isEnabled(VoaParams params) try {
     }
     SDSR_LOGD("sdsrEnable: %d algoType = %d", sdsrEnable ? 1 : 0, static_cast<int>(algoType));
 
-    bool answer = false;
-    if (sdsrEnable) {
-        bool admitted = false;
-        {
-            // Only the test-and-increment is serialised; a running request holds this mutex,
-            // so the decision waits here until it ends.
-            std::lock_guard<std::mutex> guard(m_processMutex);
-            if (m_sdsrProcessCount >= BYPASS_SDSR_PROCESS_COUNT) {
-                SDSR_LOGI("sdsr BypassAlgo, process count:%u BYPASS_SDSR_PROCESS_COUNT = %d",
-                          static_cast<unsigned int>(m_sdsrProcessCount), BYPASS_SDSR_PROCESS_COUNT);
-            } else {
-                ++m_sdsrProcessCount;
-                admitted = true;
-            }
-        }
-        if (admitted) {
-            // The request is counted now; a failing tag write does not change the answer.
-            const int enableValue = 1;
-            try {
-                voalgo2::setMeta<int>(meta, kSdsrEnableTag, &enableValue, 1);
-            } catch (...) {
-                SDSR_LOGE("update %s failed", kSdsrEnableTag);
-            }
-            SDSR_LOGI("update %s", kSdsrEnableTag);
-            answer = true;
-        }
-    }
-
+    const bool answer = sdsrEnable && admitRequest(meta);
     SDSR_LOGD("final sdsrEnable: %d ", answer ? 1 : 0);
     return answer;
 } catch (...) {
     SDSR_LOGE("enable decision failed, sdsr is not enabled");
     return false;
+}
+
+bool SdSrPlugin::deviceAllowsSdsr(const std::shared_ptr<VoMetadata>& meta) {
+    // The temperatures are only logged; the controller flag already reflects thermal limits.
+    const float freeRam = getFreeRam();
+    const int thermal = voalgo2::NodeSdsrData::getThermalTemperature(meta);
+    const int board = voalgo2::NodeSdsrData::getBoardTemperature(meta);
+    ENABLE_LOG(D,
+               "m_sdsrController.getFlag = %d freeRam = %f get thermalTemperature = %d "
+               "boardTemperature %d",
+               m_sdsrController.getFlag(), static_cast<double>(freeRam), thermal, board);
+
+    const int flag = m_sdsrController.getFlag();
+    if (freeRam < static_cast<float>(BYPASS_SDSR_RAM) || flag == kControllerSkipFlag) {
+        ENABLE_LOG(I, "sdsr BypassAlgo, m_sdsrController.getFlag() = %d BYPASS_SDSR_RAM = %d",
+                   m_sdsrController.getFlag(), BYPASS_SDSR_RAM);
+        return false;
+    }
+
+    // Both checks run so that the log always tells which of the two failed.
+    const bool sameVersion = isSameSdsrVersion();
+    const bool modelsPresent = isFileExist();
+    if (!sameVersion || !modelsPresent) {
+        ENABLE_LOG(I, "sdsr BypassAlgo,  isSameSdsrVersion = %d, isFileExist = %d",
+                   sameVersion ? 1 : 0, modelsPresent ? 1 : 0);
+        return false;
+    }
+    return true;
+}
+
+bool SdSrPlugin::admitRequest(const std::shared_ptr<VoMetadata>& meta) {
+    {
+        // Only the test-and-increment is serialised; a running request holds this mutex, so the
+        // decision waits here until it ends.
+        std::lock_guard<std::mutex> guard(m_processMutex);
+        if (m_sdsrProcessCount >= BYPASS_SDSR_PROCESS_COUNT) {
+            ENABLE_LOG(I, "sdsr BypassAlgo, process count:%u BYPASS_SDSR_PROCESS_COUNT = %d",
+                       static_cast<unsigned int>(m_sdsrProcessCount), BYPASS_SDSR_PROCESS_COUNT);
+            return false;
+        }
+        ++m_sdsrProcessCount;
+    }
+    // The request is counted now; a failing tag write does not change the answer.
+    const int enableValue = 1;
+    try {
+        voalgo2::setMeta<int>(meta, kSdsrEnableTag, &enableValue, 1);
+    } catch (...) {
+        ENABLE_LOG(E, "update %s failed", kSdsrEnableTag);
+    }
+    ENABLE_LOG(I, "update %s", kSdsrEnableTag);
+    return true;
 }

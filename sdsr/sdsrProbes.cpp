@@ -77,7 +77,7 @@ float SdSrPlugin::getFreeRam() {
 }
 
 bool SdSrPlugin::isSameSdsrVersion() {
-    std::ifstream versionFile(voalgo2::devicePath(kSdsrVersionPath));
+    std::ifstream versionFile(voalgo2::devicePath(kSdsrVersionPath).c_str());
     if (!versionFile.is_open()) {
         SDSR_LOGE("open sdsr_version failed!");
         return false;

@@ -32,6 +32,20 @@ const int32_t kSmartAEAlgoType8 = 8;
 const int32_t kSmartAESensorMode0 = 0;
 const int32_t kSmartAESensorMode15 = 15;
 
+// Lines of the request's steps carry the name of the operation they are steps of.
+#define REQUEST_LOG(LVL, fmt, ...) SDSR_LOG_AS("processRequest", LVL, fmt, ##__VA_ARGS__)
+
+// The framework expects CPU read/write access on every output buffer, on every path.
+void markOutputBuffers(ProcessRequestInfo& request) {
+    for (auto& port : request.outputBuffers) {
+        for (auto& image : port.second) {
+            if (image.accessMarker != nullptr) {
+                *image.accessMarker = VO_BUFFER_ACCESS_CPU_READ_WRITE;
+            }
+        }
+    }
+}
+
 // Formats `value` with std::to_string and keeps at most `decimals` characters after the '.'
 // (the printed text is cut, not rounded).
 template <typename T>
@@ -136,11 +150,13 @@ void convertBounded(PluginWraper& plugin, const ImageParams& image,
     plugin.convertImageParams(bounded, buffer);
 }
 
+}  // namespace
+
 // The library instance of one request between a successful Init and Unit. When an exception
 // leaves the request in between (an allocation failure while building a string), its destructor
 // still calls Unit, so the instance does not outlive the request; paths that end without Unit on
 // purpose (Run failed) release() it first.
-class AlgoInstance {
+class SdSrPlugin::AlgoInstance {
   public:
     explicit AlgoInstance(VoalgoAi_DIPS_Unit_Fn unitFn) : m_unitFn(unitFn) {}
     AlgoInstance(const AlgoInstance&) = delete;
@@ -161,8 +177,6 @@ class AlgoInstance {
     VoalgoAi_DIPS_Unit_Fn m_unitFn;
     void* m_handle = nullptr;
 };
-
-}  // namespace
 
 void SdSrPlugin::fillDataFromSmartAE(std::shared_ptr<VoMetadata> meta,
                                      VoalgoAi_DIPS_InitParams& params) {
@@ -203,264 +217,331 @@ void SdSrPlugin::overrideInputParams(VoalgoAi_DIPS_InitParams& params) {
     }
 }
 
+// ---- The output image ------------------------------------------------------------------------
+
+// The rule of every request: the output is the input unless the library ran to its end. This
+// object gives the capture that copy when the request leaves processRequest, by whatever path (a
+// refusal, a failure or an exception), unless keepResult() was called after a successful Run.
+// The buffer records are converted once, here, and the request works on the same records.
+class SdSrPlugin::OutputImage {
+  public:
+    OutputImage(SdSrPlugin& plugin, ProcessRequestInfo& request)
+        : m_plugin(plugin),
+          m_inputImage(firstImage(request.inputBuffers)),
+          m_outputImage(firstImage(request.outputBuffers)) {}
+    OutputImage(const OutputImage&) = delete;
+    OutputImage& operator=(const OutputImage&) = delete;
+    ~OutputImage() {
+        if (m_resultKept || m_inputImage == nullptr || m_outputImage == nullptr)
+            return;
+        if (!m_converted)
+            convert(false);
+        m_plugin.copyInputToOutput(input, output);
+        if (m_aborted && !m_inputChosen)
+            REQUEST_LOG(E, "request aborted, Going voCopyBuffer.");
+    }
+
+    ImageParams* inputImage() const { return m_inputImage; }
+    ImageParams* outputImage() const { return m_outputImage; }
+
+    // Fills `input` and `output` from the two images, telling when an image has more planes than
+    // the record holds.
+    void convert(bool warn) {
+        for (auto conversion :
+             {std::make_pair(m_inputImage, &input), std::make_pair(m_outputImage, &output)}) {
+            if (warn && conversion.first->planeCount > VO_MAX_PLANES) {
+                REQUEST_LOG(W, "%s buffer has %u planes, only %u are used",
+                            conversion.first == m_inputImage ? "input" : "output",
+                            conversion.first->planeCount, VO_MAX_PLANES);
+            }
+            convertBounded(m_plugin, *conversion.first, *conversion.second);
+        }
+        m_converted = true;
+    }
+    // The library's Run succeeded: the output holds its result.
+    void keepResult() { m_resultKept = true; }
+    // The request chose the copy itself (Run failed); an exception while it records why does not
+    // make the copy an abort's.
+    void chooseInput() { m_inputChosen = true; }
+    // An exception left the request.
+    void abort() { m_aborted = true; }
+
+    voalgo2::VoImageBuffer input{};
+    voalgo2::VoImageBuffer output{};
+
+  private:
+    SdSrPlugin& m_plugin;
+    ImageParams* m_inputImage;
+    ImageParams* m_outputImage;
+    bool m_converted = false;
+    bool m_resultKept = false;
+    bool m_inputChosen = false;
+    bool m_aborted = false;
+};
+
+// One request's working set from its EXIF writer on; lives under the plugin's mutex. Members are
+// destroyed in reverse order: the EXIF writer first, then the metadata copy.
+struct SdSrPlugin::RequestRun {
+    RequestRun(ProcessRequestInfo& processed, OutputImage& image, uint64_t requestKey)
+        : request(processed),
+          output(image),
+          inputMeta(image.inputImage()->metadata),
+          exif(kExifModule, requestKey) {}
+
+    ProcessRequestInfo& request;
+    OutputImage& output;
+    std::shared_ptr<VoMetadata> inputMeta;
+    VoExifMgr::VoExifIntf exif;
+    std::string imageName;
+    std::string versionText;
+    VoalgoAi_DIPS_InitParams initParams{};
+    const char* rawTypeText = "NV12";
+    float zoomRatio = 1.0f;
+    int orientation = 0;
+    // What the request measured, before any debug override; EXIF records these.
+    float measuredLuxIndex = 0.0f;
+    int32_t computedPreAlgoType = 0;
+    int32_t computedSensorModeType = 0;
+};
+
+// ---- processRequest and its steps ------------------------------------------------------------
+
 int SdSrPlugin::processRequest(ProcessRequestInfo* request) {
     if (request == nullptr) {
         SDSR_LOGE("request is null, nothing to process");
         return 0;
     }
-    // Set once the output holds its final image (a copy of the input or the algorithm's
-    // result); an exception before that still gives the capture a copy of the input.
-    bool outputFinal = false;
+    markOutputBuffers(*request);
+    OutputImage output(*this, *request);
     try {
-        // The framework expects CPU read/write access on every output buffer, on every path.
-        for (auto& port : request->outputBuffers) {
-            for (auto& image : port.second) {
-                if (image.accessMarker != nullptr) {
-                    *image.accessMarker = VO_BUFFER_ACCESS_CPU_READ_WRITE;
-                }
-            }
-        }
-
         bindAlgoLibrary();
-
         SDSR_LOGI("add perflock to boost Gpu when sdsr capture. ");
-        // Destroyed in reverse order at every return: EXIF writer, metadata copy, boost, mutex.
-        std::unique_lock<std::mutex> processLock(m_processMutex);
-        std::shared_ptr<voalgo2::PluginPerfLockManager> perfLock =
+        // Released in reverse order: boost, then mutex.
+        std::lock_guard<std::mutex> processLock(m_processMutex);
+        const std::shared_ptr<voalgo2::PluginPerfLockManager> perfLock =
             std::make_shared<voalgo2::PluginPerfLockManager>(kBoostDurationMs,
                                                              voalgo2::PERF_LOCK_ALGO_SNAPSHOT);
         SDSR_LOGI("get request: %p", static_cast<void*>(request));
-
-        ImageParams* inputImage = firstImage(request->inputBuffers);
-        ImageParams* outputImage = firstImage(request->outputBuffers);
-        m_requestInfoA = request->frameNumber;
-        m_requestInfoB = request->requestIndex;
-        m_requestKey = request->requestKey;
-        if (inputImage == nullptr || outputImage == nullptr) {
-            SDSR_LOGE("no %s buffer in the request (%zu input ports, %zu output ports), skip sdsr",
-                      inputImage == nullptr ? "input" : "output", request->inputBuffers.size(),
-                      request->outputBuffers.size());
+        if (!takeRequest(*request, output))
             return 0;
-        }
-        std::shared_ptr<VoMetadata> inputMeta = inputImage->metadata;
-
-        VoExifMgr::VoExifIntf exif(kExifModule, m_requestKey);
-
-        const std::string imageName = readImageName(inputMeta);
-        SDSR_LOGI("imgName:%s", imageName.c_str());
-
-        voalgo2::VoImageBuffer inputBuffer{};
-        voalgo2::VoImageBuffer outputBuffer{};
-        for (auto conversion : {std::make_pair(inputImage, &inputBuffer),
-                                std::make_pair(outputImage, &outputBuffer)}) {
-            if (conversion.first->planeCount > VO_MAX_PLANES) {
-                SDSR_LOGW("%s buffer has %u planes, only %u are used",
-                          conversion.first == inputImage ? "input" : "output",
-                          conversion.first->planeCount, VO_MAX_PLANES);
-            }
-            convertBounded(*this, *conversion.first, *conversion.second);
-        }
-
-        const bool formatSupported = inputBuffer.format == VO_FORMAT_YCrCb_420_SP ||
-                                     inputBuffer.format == VO_FORMAT_YCbCr_420_888;
-        SDSR_LOGI("format:%d sdsr dump:%d, bypass:%d", inputBuffer.format, SdSrDump, SdSrBypass);
-        if (SdSrBypass != 0 || !formatSupported) {
-            copyInputToOutput(inputBuffer, outputBuffer);
-            outputFinal = true;
-            SDSR_LOGE("skip sdsr!  Going voCopyBuffer. checkformat = %d SdSrBypass = %d",
-                      formatSupported ? 1 : 0, SdSrBypass);
+        RequestRun run(*request, output, m_requestKey);
+        run.imageName = readImageName(run.inputMeta);
+        SDSR_LOGI("imgName:%s", run.imageName.c_str());
+        output.convert(true);
+        if (!mayRunLibrary(output.input, output.output) || !libraryVersionMatches(run))
             return 0;
-        }
-
-        // A device image without a usable library must still deliver the capture.
-        if (!algoEntryPointsResolved()) {
-            copyInputToOutput(inputBuffer, outputBuffer);
-            outputFinal = true;
-            SDSR_LOGE(
-                "sdsr library unusable (handle %p, GetVersion %p, Init %p, Run %p, Unit %p), skip "
-                "sdsr!  Going voCopyBuffer.",
-                m_sdsrAlgoHandle, reinterpret_cast<void*>(m_getVersionFn),
-                reinterpret_cast<void*>(m_initFn), reinterpret_cast<void*>(m_runFn),
-                reinterpret_cast<void*>(m_unitFn));
+        fillInitRecord(run);
+        writeInitRecordExif(run);
+        AlgoInstance instance(m_unitFn);
+        double runCost = 0.0;
+        if (!initLibrary(run, instance) || !runLibrary(run, instance, runCost))
             return 0;
-        }
-
-        // Buffers the library cannot safely work on (it would write past the output) are copied.
-        if (!buffersFitLibrary(inputBuffer, outputBuffer)) {
-            copyInputToOutput(inputBuffer, outputBuffer);
-            outputFinal = true;
-            SDSR_LOGE(
-                "sdsr buffers unusable (input %ux%u stride %u planes %u, output %ux%u stride %u "
-                "planes %u), skip sdsr!  Going voCopyBuffer.",
-                inputBuffer.width, inputBuffer.height, inputBuffer.stride, inputBuffer.planeCount,
-                outputBuffer.width, outputBuffer.height, outputBuffer.stride,
-                outputBuffer.planeCount);
-            return 0;
-        }
-
-        const VoalgoAi_DIPS_Version libraryVersion = m_getVersionFn();
-        exif.update<int>("on", 1);
-        const std::string versionText =
-            std::to_string(libraryVersion.major) + "." + std::to_string(libraryVersion.minor) +
-            "." + std::to_string(libraryVersion.patch) + "." + std::to_string(libraryVersion.build);
-        SDSR_LOGI("sdsr_version:%s", versionText.c_str());
-        if (versionText != m_sdsrVersion) {
-            copyInputToOutput(inputBuffer, outputBuffer);
-            outputFinal = true;
-            SDSR_LOGE("sdsr version is different, skip sdsr!  Going voCopyBuffer.");
-            return 0;
-        }
-
-        VoalgoAi_DIPS_InitParams initParams;
-        memset(&initParams, 0, sizeof(initParams));
-        const bool isNv21 = inputBuffer.format == VO_FORMAT_YCrCb_420_SP;
-        const std::string rawTypeText = isNv21 ? "YUV_NV21" : "NV12";
-        initParams.rawType = isNv21 ? 1 : 0;
-        initParams.height = static_cast<int32_t>(inputBuffer.height);
-        initParams.width = static_cast<int32_t>(inputBuffer.width);
-        initParams.stride = static_cast<int32_t>(inputBuffer.stride);
-        float zoomRatio = 1.0f;
-        voalgo2::readMeta<float>(inputMeta, static_cast<unsigned int>(ANDROID_CONTROL_ZOOM_RATIO),
-                                 "ANDROID_CONTROL_ZOOM_RATIO", zoomRatio);
-        initParams.zoomRatio = zoomRatio;
-        int orientation = 0;
-        voalgo2::readMeta<int>(inputMeta, static_cast<unsigned int>(ANDROID_JPEG_ORIENTATION),
-                               "ANDROID_JPEG_ORIENTATION", orientation);
-        initParams.orientation = orientation;
-        initParams.path_assets = kModelDirectory;
-        initParams.path_assets_compressed = kCompressedModelDirectory;
-        int triggerType = 0;
-        voalgo2::readMeta<int>(inputMeta, kSdsrUiTag, kSdsrUiTag, triggerType);
-        initParams.triggerType = triggerType;
-        initParams.lux_index = voalgo2::NodeSdsrData::getLuxIndex(inputMeta);
-        fillDataFromSmartAE(inputMeta, initParams);
-
-        // EXIF records what the request measured, before any debug override.
-        const float measuredLuxIndex = initParams.lux_index;
-        const int32_t computedPreAlgoType = rawEnum(initParams.preAlgoType);
-        const int32_t computedSensorModeType = rawEnum(initParams.sensorModeType);
-        overrideInputParams(initParams);
-
-        SDSR_LOGI(
-            "ui triggerType:%d preAlgoType:%d, sensorModeType:%d, lux_index:%f, "
-            "SdSrPreAlgoType:%d SdSrSensorModeType:%d SdSrLuxIndex:%f",
-            initParams.triggerType, rawEnum(initParams.preAlgoType),
-            rawEnum(initParams.sensorModeType), static_cast<double>(initParams.lux_index),
-            SdSrPreAlgoType, SdSrSensorModeType, static_cast<double>(SdSrLuxIndex));
-        SDSR_LOGI("raw_type:%s, size(%d,%d), stride:%d, zooratio:%f, orientation:%d",
-                  rawTypeText.c_str(), initParams.width, initParams.height, initParams.stride,
-                  static_cast<double>(initParams.zoomRatio), initParams.orientation);
-        SDSR_LOGI("path_assets = %s , path_assets_compressed = %s", initParams.path_assets,
-                  initParams.path_assets_compressed);
-
-        exif.update<std::string>("version", versionText);
-        exif.update<std::string>("triggerType", std::to_string(initParams.triggerType));
-        exif.update<std::string>("lux_index", std::to_string(measuredLuxIndex));
-        exif.update<std::string>("preAlgoType", std::to_string(computedPreAlgoType));
-        exif.update<std::string>("sensorModeType", std::to_string(computedSensorModeType));
-        exif.update<std::string>("format", std::to_string(inputBuffer.format));
-        exif.update<std::string>("rawType", rawTypeText);
-        exif.update<std::string>("wide", std::to_string(inputBuffer.width));
-        exif.update<std::string>("height", std::to_string(inputBuffer.height));
-        exif.update<std::string>("zoomRatio", std::to_string(zoomRatio));
-        exif.update<std::string>("orientation", std::to_string(orientation));
-
-        // The node's own processing time goes with every committed block.
-        auto addProcessingTime = [this, &exif]() {
-            if (m_nodeInterface.getProcessingTime == nullptr)
-                return;
-            const int32_t procTime =
-                m_nodeInterface.getProcessingTime(m_nodeInterface.owner, m_requestKey);
-            if (procTime != 0)
-                exif.update<int>("procTime", procTime);
-        };
-
-        AlgoInstance algoInstance(m_unitFn);
-        double start = nowMs();
-        const int32_t initResult = m_initFn(algoInstance.handleAddress(), &initParams);
-        CameraDFX::ReportToDFX(static_cast<DFXErrorCode>(initResult), kDfxModuleCaptureAlgo);
-        const double initCost = nowMs() - start;
-        if (initResult != 0) {
-            algoInstance.release();
-            exif.update<std::string>("initFailed", std::to_string(initResult));
-            exif.update<std::string>("instance", m_nodeInstance);
-            addProcessingTime();
-            exif.commit();
-            copyInputToOutput(inputBuffer, outputBuffer);
-            outputFinal = true;
-            SDSR_LOGI("sdsr - DIPS init failed: %d", initResult);
-            return 0;
-        }
-        SDSR_LOGI("sdsr init cost = %lf - ret = %d", initCost, 0);
-        exif.update<std::string>("init cost", toStr<double>(initCost, 2));
-        if (SdSrDump != 0)
-            dumpBuffer(inputBuffer, zoomRatio, "input");
-
-        VoalgoAi_DIPS_RunParams runParams;
-        memset(&runParams, 0, sizeof(runParams));
-        runParams.inputPlane[0] = inputBuffer.planeAddr[0];
-        runParams.inputPlane[1] = inputBuffer.planeAddr[1];
-        runParams.inputFd[0] = inputBuffer.planeFd[0];
-        runParams.inputFd[1] = inputBuffer.planeFd[1];
-        runParams.outputPlane[0] = outputBuffer.planeAddr[0];
-        runParams.outputPlane[1] = outputBuffer.planeAddr[1];
-        runParams.outputFd[0] = outputBuffer.planeFd[0];
-        runParams.outputFd[1] = outputBuffer.planeFd[1];
-        runParams.imageName = imageName.c_str();
-        start = nowMs();
-        const int32_t runResult = m_runFn(algoInstance.handleAddress(), &runParams);
-        CameraDFX::ReportToDFX(static_cast<DFXErrorCode>(runResult), kDfxModuleCaptureAlgo);
-        const double runCost = nowMs() - start;
-        SDSR_LOGI("sdsr run cost = %lf - ret = %d", runCost, runResult);
-        if (runResult != 0) {
-            // Unit is not called after a failed Run: the library ends the instance itself.
-            algoInstance.release();
-            copyInputToOutput(inputBuffer, outputBuffer);
-            outputFinal = true;
-            exif.update<std::string>("runFailed", std::to_string(runResult));
-            SDSR_LOGI("sdsr - run failed: %d", runResult);
-            exif.update<std::string>("instance", m_nodeInstance);
-            addProcessingTime();
-            exif.commit();
-            return 0;
-        }
-
-        outputFinal = true;
-        exif.update<std::string>("run cost", toStr<double>(runCost, 2));
-        exif.update<std::string>("instance", m_nodeInstance);
-        addProcessingTime();
-        exif.commit();
-        if (SdSrDump != 0)
-            dumpBuffer(outputBuffer, zoomRatio, "output");
-
-        start = nowMs();
-        const int32_t unitResult = algoInstance.unit();
-        CameraDFX::ReportToDFX(static_cast<DFXErrorCode>(unitResult), kDfxModuleCaptureAlgo);
-        SDSR_LOGI("sdsr - Unit cost = %lf - ret = %d", nowMs() - start, unitResult);
-
-        ++m_processCount;
-        --m_sdsrProcessCount;
-        SDSR_LOGI("finish m_processCount:%u m_sdsrProcessCount:%d runCost : %lf", m_processCount,
-                  m_sdsrProcessCount, runCost);
-        multiframeAlgoSetDebugInfo(request);
+        output.keepResult();
+        finishRun(run, instance, runCost);
         return 0;
     } catch (const std::exception& e) {
         SDSR_LOGE("request aborted: %s", e.what());
+        output.abort();
     } catch (...) {
         SDSR_LOGE("request aborted by an unknown exception");
-    }
-    // The mutex and the boost are released by now; the copy needs neither. It allocates nothing.
-    if (!outputFinal) {
-        ImageParams* inputImage = firstImage(request->inputBuffers);
-        ImageParams* outputImage = firstImage(request->outputBuffers);
-        if (inputImage != nullptr && outputImage != nullptr) {
-            voalgo2::VoImageBuffer inputBuffer{};
-            voalgo2::VoImageBuffer outputBuffer{};
-            convertBounded(*this, *inputImage, inputBuffer);
-            convertBounded(*this, *outputImage, outputBuffer);
-            copyInputToOutput(inputBuffer, outputBuffer);
-            SDSR_LOGE("request aborted, Going voCopyBuffer.");
-        }
+        output.abort();
     }
     return 0;
+}
+
+bool SdSrPlugin::takeRequest(ProcessRequestInfo& request, const OutputImage& output) {
+    m_requestInfoA = request.frameNumber;
+    m_requestInfoB = request.requestIndex;
+    m_requestKey = request.requestKey;
+    if (output.inputImage() != nullptr && output.outputImage() != nullptr)
+        return true;
+    REQUEST_LOG(E, "no %s buffer in the request (%zu input ports, %zu output ports), skip sdsr",
+                output.inputImage() == nullptr ? "input" : "output", request.inputBuffers.size(),
+                request.outputBuffers.size());
+    return false;
+}
+
+bool SdSrPlugin::mayRunLibrary(const voalgo2::VoImageBuffer& input,
+                               const voalgo2::VoImageBuffer& output) {
+    const bool formatSupported =
+        input.format == VO_FORMAT_YCrCb_420_SP || input.format == VO_FORMAT_YCbCr_420_888;
+    REQUEST_LOG(I, "format:%d sdsr dump:%d, bypass:%d", input.format, SdSrDump, SdSrBypass);
+    if (SdSrBypass != 0 || !formatSupported) {
+        REQUEST_LOG(E, "skip sdsr!  Going voCopyBuffer. checkformat = %d SdSrBypass = %d",
+                    formatSupported ? 1 : 0, SdSrBypass);
+        return false;
+    }
+    // A device image without a usable library must still deliver the capture.
+    if (!algoEntryPointsResolved()) {
+        REQUEST_LOG(E,
+                    "sdsr library unusable (handle %p, GetVersion %p, Init %p, Run %p, Unit %p), "
+                    "skip sdsr!  Going voCopyBuffer.",
+                    m_sdsrAlgoHandle, reinterpret_cast<void*>(m_getVersionFn),
+                    reinterpret_cast<void*>(m_initFn), reinterpret_cast<void*>(m_runFn),
+                    reinterpret_cast<void*>(m_unitFn));
+        return false;
+    }
+    // Buffers the library cannot safely work on (it would write past the output) are copied.
+    if (!buffersFitLibrary(input, output)) {
+        REQUEST_LOG(E,
+                    "sdsr buffers unusable (input %ux%u stride %u planes %u, output %ux%u stride "
+                    "%u planes %u), skip sdsr!  Going voCopyBuffer.",
+                    input.width, input.height, input.stride, input.planeCount, output.width,
+                    output.height, output.stride, output.planeCount);
+        return false;
+    }
+    return true;
+}
+
+bool SdSrPlugin::libraryVersionMatches(RequestRun& run) {
+    const VoalgoAi_DIPS_Version version = m_getVersionFn();
+    run.exif.update<int>("on", 1);
+    run.versionText = std::to_string(version.major) + "." + std::to_string(version.minor) + "." +
+                      std::to_string(version.patch) + "." + std::to_string(version.build);
+    REQUEST_LOG(I, "sdsr_version:%s", run.versionText.c_str());
+    if (run.versionText == m_sdsrVersion)
+        return true;
+    REQUEST_LOG(E, "sdsr version is different, skip sdsr!  Going voCopyBuffer.");
+    return false;
+}
+
+void SdSrPlugin::fillInitRecord(RequestRun& run) {
+    const voalgo2::VoImageBuffer& input = run.output.input;
+    VoalgoAi_DIPS_InitParams& params = run.initParams;
+    memset(&params, 0, sizeof(params));
+    const bool isNv21 = input.format == VO_FORMAT_YCrCb_420_SP;
+    run.rawTypeText = isNv21 ? "YUV_NV21" : "NV12";
+    params.rawType = isNv21 ? 1 : 0;
+    params.height = static_cast<int32_t>(input.height);
+    params.width = static_cast<int32_t>(input.width);
+    params.stride = static_cast<int32_t>(input.stride);
+    voalgo2::readMeta<float>(run.inputMeta, static_cast<unsigned int>(ANDROID_CONTROL_ZOOM_RATIO),
+                             "ANDROID_CONTROL_ZOOM_RATIO", run.zoomRatio);
+    params.zoomRatio = run.zoomRatio;
+    voalgo2::readMeta<int>(run.inputMeta, static_cast<unsigned int>(ANDROID_JPEG_ORIENTATION),
+                           "ANDROID_JPEG_ORIENTATION", run.orientation);
+    params.orientation = run.orientation;
+    params.path_assets = kModelDirectory;
+    params.path_assets_compressed = kCompressedModelDirectory;
+    int triggerType = 0;
+    voalgo2::readMeta<int>(run.inputMeta, kSdsrUiTag, kSdsrUiTag, triggerType);
+    params.triggerType = triggerType;
+    params.lux_index = voalgo2::NodeSdsrData::getLuxIndex(run.inputMeta);
+    fillDataFromSmartAE(run.inputMeta, params);
+
+    run.measuredLuxIndex = params.lux_index;
+    run.computedPreAlgoType = rawEnum(params.preAlgoType);
+    run.computedSensorModeType = rawEnum(params.sensorModeType);
+    overrideInputParams(params);
+
+    REQUEST_LOG(I,
+                "ui triggerType:%d preAlgoType:%d, sensorModeType:%d, lux_index:%f, "
+                "SdSrPreAlgoType:%d SdSrSensorModeType:%d SdSrLuxIndex:%f",
+                params.triggerType, rawEnum(params.preAlgoType), rawEnum(params.sensorModeType),
+                static_cast<double>(params.lux_index), SdSrPreAlgoType, SdSrSensorModeType,
+                static_cast<double>(SdSrLuxIndex));
+    REQUEST_LOG(I, "raw_type:%s, size(%d,%d), stride:%d, zooratio:%f, orientation:%d",
+                run.rawTypeText, params.width, params.height, params.stride,
+                static_cast<double>(params.zoomRatio), params.orientation);
+    REQUEST_LOG(I, "path_assets = %s , path_assets_compressed = %s", params.path_assets,
+                params.path_assets_compressed);
+}
+
+void SdSrPlugin::writeInitRecordExif(RequestRun& run) {
+    const voalgo2::VoImageBuffer& input = run.output.input;
+    VoExifMgr::VoExifIntf& exif = run.exif;
+    exif.update<std::string>("version", run.versionText);
+    exif.update<std::string>("triggerType", std::to_string(run.initParams.triggerType));
+    exif.update<std::string>("lux_index", std::to_string(run.measuredLuxIndex));
+    exif.update<std::string>("preAlgoType", std::to_string(run.computedPreAlgoType));
+    exif.update<std::string>("sensorModeType", std::to_string(run.computedSensorModeType));
+    exif.update<std::string>("format", std::to_string(input.format));
+    exif.update<std::string>("rawType", run.rawTypeText);
+    exif.update<std::string>("wide", std::to_string(input.width));
+    exif.update<std::string>("height", std::to_string(input.height));
+    exif.update<std::string>("zoomRatio", std::to_string(run.zoomRatio));
+    exif.update<std::string>("orientation", std::to_string(run.orientation));
+}
+
+void SdSrPlugin::addProcessingTime(VoExifMgr::VoExifIntf& exif) {
+    // The node's own processing time goes with every committed block.
+    if (m_nodeInterface.getProcessingTime == nullptr)
+        return;
+    const int32_t procTime = m_nodeInterface.getProcessingTime(m_nodeInterface.owner, m_requestKey);
+    if (procTime != 0)
+        exif.update<int>("procTime", procTime);
+}
+
+bool SdSrPlugin::initLibrary(RequestRun& run, AlgoInstance& instance) {
+    const double start = nowMs();
+    const int32_t initResult = m_initFn(instance.handleAddress(), &run.initParams);
+    CameraDFX::ReportToDFX(static_cast<DFXErrorCode>(initResult), kDfxModuleCaptureAlgo);
+    const double initCost = nowMs() - start;
+    if (initResult != 0) {
+        instance.release();
+        run.exif.update<std::string>("initFailed", std::to_string(initResult));
+        run.exif.update<std::string>("instance", m_nodeInstance);
+        addProcessingTime(run.exif);
+        run.exif.commit();
+        REQUEST_LOG(I, "sdsr - DIPS init failed: %d", initResult);
+        return false;
+    }
+    REQUEST_LOG(I, "sdsr init cost = %lf - ret = %d", initCost, 0);
+    run.exif.update<std::string>("init cost", toStr<double>(initCost, 2));
+    if (SdSrDump != 0)
+        dumpBuffer(run.output.input, run.zoomRatio, "input");
+    return true;
+}
+
+bool SdSrPlugin::runLibrary(RequestRun& run, AlgoInstance& instance, double& runCost) {
+    const voalgo2::VoImageBuffer& input = run.output.input;
+    const voalgo2::VoImageBuffer& output = run.output.output;
+    VoalgoAi_DIPS_RunParams runParams;
+    memset(&runParams, 0, sizeof(runParams));
+    runParams.inputPlane[0] = input.planeAddr[0];
+    runParams.inputPlane[1] = input.planeAddr[1];
+    runParams.inputFd[0] = input.planeFd[0];
+    runParams.inputFd[1] = input.planeFd[1];
+    runParams.outputPlane[0] = output.planeAddr[0];
+    runParams.outputPlane[1] = output.planeAddr[1];
+    runParams.outputFd[0] = output.planeFd[0];
+    runParams.outputFd[1] = output.planeFd[1];
+    runParams.imageName = run.imageName.c_str();
+    const double start = nowMs();
+    const int32_t runResult = m_runFn(instance.handleAddress(), &runParams);
+    CameraDFX::ReportToDFX(static_cast<DFXErrorCode>(runResult), kDfxModuleCaptureAlgo);
+    runCost = nowMs() - start;
+    REQUEST_LOG(I, "sdsr run cost = %lf - ret = %d", runCost, runResult);
+    if (runResult == 0)
+        return true;
+    // Unit is not called after a failed Run: the library ends the instance itself.
+    instance.release();
+    run.output.chooseInput();
+    run.exif.update<std::string>("runFailed", std::to_string(runResult));
+    REQUEST_LOG(I, "sdsr - run failed: %d", runResult);
+    run.exif.update<std::string>("instance", m_nodeInstance);
+    addProcessingTime(run.exif);
+    run.exif.commit();
+    return false;
+}
+
+void SdSrPlugin::finishRun(RequestRun& run, AlgoInstance& instance, double runCost) {
+    run.exif.update<std::string>("run cost", toStr<double>(runCost, 2));
+    run.exif.update<std::string>("instance", m_nodeInstance);
+    addProcessingTime(run.exif);
+    run.exif.commit();
+    if (SdSrDump != 0)
+        dumpBuffer(run.output.output, run.zoomRatio, "output");
+
+    const double start = nowMs();
+    const int32_t unitResult = instance.unit();
+    CameraDFX::ReportToDFX(static_cast<DFXErrorCode>(unitResult), kDfxModuleCaptureAlgo);
+    const double unitCost = nowMs() - start;
+    REQUEST_LOG(I, "sdsr - Unit cost = %lf - ret = %d", unitCost, unitResult);
+
+    ++m_processCount;
+    --m_sdsrProcessCount;
+    REQUEST_LOG(I, "finish m_processCount:%u m_sdsrProcessCount:%d runCost : %lf", m_processCount,
+                m_sdsrProcessCount, runCost);
+    multiframeAlgoSetDebugInfo(&run.request);
 }

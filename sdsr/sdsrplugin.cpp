@@ -115,7 +115,7 @@ SdSrPlugin::SdSrPlugin()
       m_nodeInstance(),
       m_pNodeSdsrData(nullptr) {
     // The installed data version is remembered once; every request compares the file with it.
-    std::ifstream versionFile(voalgo2::devicePath(kSdsrVersionPath));
+    std::ifstream versionFile(voalgo2::devicePath(kSdsrVersionPath).c_str());
     if (versionFile.is_open()) {
         m_sdsrAlgoHandle = nullptr;
         std::getline(versionFile, m_sdsrVersion);

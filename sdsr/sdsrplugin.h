@@ -14,6 +14,10 @@
 #include "nodeSdsrData.h"
 #include "sdsrAlgoApi.h"
 
+namespace VoExifMgr {
+class VoExifIntf;
+}  // namespace VoExifMgr
+
 // Free memory (KB) below which a request is refused.
 constexpr int BYPASS_SDSR_RAM = 512000;
 // Outstanding enabled requests at which the next one is refused.
@@ -72,8 +76,25 @@ class SdSrPlugin : public PluginWraper {
   private:
     friend struct SdSrPluginTestAccess;
 
+    // Steps of processRequest (sdsrRequest.cpp), in the order it takes them.
+    class AlgoInstance;
+    class OutputImage;
+    struct RequestRun;
+    // Steps of isEnabled (sdsrEnable.cpp): memory, controller, version and models; then the
+    // outstanding-request limit and the enable tag.
+    bool deviceAllowsSdsr(const std::shared_ptr<VoMetadata>& meta);
+    bool admitRequest(const std::shared_ptr<VoMetadata>& meta);
     void bindAlgoLibrary();
     bool algoEntryPointsResolved() const;
+    bool takeRequest(ProcessRequestInfo& request, const OutputImage& output);
+    bool mayRunLibrary(const voalgo2::VoImageBuffer& input, const voalgo2::VoImageBuffer& output);
+    bool libraryVersionMatches(RequestRun& run);
+    void fillInitRecord(RequestRun& run);
+    void writeInitRecordExif(RequestRun& run);
+    bool initLibrary(RequestRun& run, AlgoInstance& instance);
+    bool runLibrary(RequestRun& run, AlgoInstance& instance, double& runCost);
+    void finishRun(RequestRun& run, AlgoInstance& instance, double runCost);
+    void addProcessingTime(VoExifMgr::VoExifIntf& exif);
     void overrideInputParams(VoalgoAi_DIPS_InitParams& params);
     void fillDataFromSmartAE(std::shared_ptr<VoMetadata> meta, VoalgoAi_DIPS_InitParams& params);
     void copyInputToOutput(voalgo2::VoImageBuffer& input, voalgo2::VoImageBuffer& output);
@@ -119,5 +140,9 @@ extern int32_t SdSrSensorModeType;
     VO_LOG(I, SDSR_LOG_TAG, SDSR_GROUP_PLUGIN, SDSR_PLUGIN_SOURCE, fmt, ##__VA_ARGS__)
 #define SDSR_LOGW(fmt, ...) \
     VO_LOG(W, SDSR_LOG_TAG, SDSR_GROUP_PLUGIN, SDSR_PLUGIN_SOURCE, fmt, ##__VA_ARGS__)
+// A statement of a helper that does one step of another member's work, logged under that
+// member's name (FUNC), which is the name the device's log shows for the step.
+#define SDSR_LOG_AS(FUNC, LVL, fmt, ...) \
+    VO_LOG_AS(FUNC, LVL, SDSR_LOG_TAG, SDSR_GROUP_PLUGIN, SDSR_PLUGIN_SOURCE, fmt, ##__VA_ARGS__)
 #define SDSR_LOGE(fmt, ...) \
     VO_LOG(E, SDSR_LOG_TAG, SDSR_GROUP_PLUGIN, SDSR_PLUGIN_SOURCE, fmt, ##__VA_ARGS__)

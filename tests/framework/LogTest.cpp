@@ -116,6 +116,55 @@ TEST_F(LogTest, RecordsCarryTheStatementsFields) {
     EXPECT_EQ(korahost::LogChannel::Offline, records[1].channel);
 }
 
+// Each argument is evaluated once per statement, whichever channels are open, and both channels
+// print what that one evaluation gave; a closed statement evaluates nothing.
+TEST_F(LogTest, ArgumentsAreEvaluatedOncePerStatement) {
+    struct Row {
+        const char* what;
+        Gates gates;
+        int calls;
+        int online;
+        int offline;
+    } rows[] = {
+        {"both channels", {0, 2, 0, 2, 1}, 1, 1, 1},
+        {"online only", {0, 2, 9, 0, 1}, 1, 1, 0},
+        {"offline only", {9, 0, 0, 2, 1}, 1, 0, 1},
+        {"both closed", {9, 0, 9, 0, 1}, 0, 0, 0},
+    };
+    for (const auto& row : rows) {
+        korahost::setLogGates(row.gates.level, row.gates.groups, row.gates.offlineLevel,
+                              row.gates.offlineGroups, row.gates.mask);
+        int calls = 0;
+        auto next = [&calls]() { return ++calls; };
+        VO_LOG(I, "TEST", 2, TEST_SOURCE, "call %d of %s", next(), "next");
+        EXPECT_EQ(row.calls, calls) << row.what;
+        int online = 0, offline = 0;
+        for (const auto& record : korahost::takeLogs()) {
+            (record.channel == korahost::LogChannel::Online ? online : offline)++;
+            EXPECT_EQ("call 1 of next", record.message) << row.what;
+        }
+        EXPECT_EQ(row.online, online) << row.what;
+        EXPECT_EQ(row.offline, offline) << row.what;
+    }
+}
+
+// A message that itself contains conversion characters reaches both channels as it was printed.
+TEST_F(LogTest, PrintedPercentSignsStayText) {
+    VO_LOG(I, "TEST", 2, TEST_SOURCE, "%s", "100% of %d");
+    for (const auto& record : korahost::takeLogs())
+        EXPECT_EQ("100% of %d", record.message);
+}
+
+// A helper doing one step of its caller's work logs under the caller's name.
+TEST_F(LogTest, StatementCanNameItsFunction) {
+    VO_LOG_AS("processRequest", D, "TEST", 2, TEST_SOURCE, "bound");
+    auto records = korahost::takeLogs();
+    ASSERT_EQ(2u, records.size());
+    for (const auto& record : records)
+        EXPECT_EQ("processRequest", record.function);
+    EXPECT_NE(std::string::npos, records[0].text.find(" processRequest()bound"));
+}
+
 TEST_F(LogTest, EncryptedCatchKeepsTheLineOffTheAndroidLog) {
     korahost::setEncryptCatchResult(1);
     emit('E', 2);

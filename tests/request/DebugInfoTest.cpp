@@ -236,6 +236,9 @@ TEST(DebugRecord, WrittenOnlyAfterASuccessfulRunWithItsLogGroups) {
         ++moveLines;
         EXPECT_EQ(record.level == 'W' ? 1u : 64u, record.group) << record.message;
         EXPECT_EQ("SDSR", record.tag);
+        if (record.level == 'I') {
+            EXPECT_EQ("multiframeAlgoSetDebugInfo", record.function) << record.message;
+        }
     }
     // exposure and timestamp from the logical container, two result lines, one missing
     // physical container of the input.

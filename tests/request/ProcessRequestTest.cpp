@@ -313,7 +313,22 @@ TEST(AlgorithmBinding, OpensOncePerPluginAndRetriesWhileMissing) {
             session.process(request);
             EXPECT_TRUE(request.output.visibleBytes() == request.inputPixels);
         }
-        const auto logs = takeOnlineLogs();
+        const auto all = korahost::takeLogs();
+        int bindingLines = 0;
+        for (const auto& record : all) {
+            if (record.message.rfind("dlopen sdsr ", 0) != 0 &&
+                record.message.rfind("sdsr dlerror() ", 0) != 0)
+                continue;
+            // Binding is the opening step of processRequest, on both channels.
+            ++bindingLines;
+            EXPECT_EQ("processRequest", record.function) << record.message;
+        }
+        EXPECT_EQ(8, bindingLines) << "two lines a request, two requests, two channels";
+        std::vector<korahost::LogRecord> logs;
+        for (const auto& record : all) {
+            if (record.channel == korahost::LogChannel::Online)
+                logs.push_back(record);
+        }
         EXPECT_EQ(2, countLines(logs, 'I', "dlopen sdsr "));
         EXPECT_EQ(2, countLines(logs, 'D', "sdsr dlerror() "));
         EXPECT_EQ(0, countLines(logs, 'I', "dlopen sdsr 0x"));
