@@ -1,6 +1,5 @@
 #include "BenchCommon.h"
 
-#include <dlfcn.h>
 #include <stdio.h>
 #include <stdlib.h>
 
@@ -82,46 +81,22 @@ void openLogGates() {
 
 namespace {
 
-void* openLibrary(const std::string& path) {
-    void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (handle == nullptr) {
-        const char* why = dlerror();
-        throw std::runtime_error("dlopen " + path + ": " + (why ? why : "?"));
-    }
-    return handle;
-}
-
 bool gSmoke = false;
 
 }  // namespace
 
-BenchEnv::BenchEnv() : scripted(nullptr), metaHelper(nullptr) {
+BenchEnv::BenchEnv() {
     tree.makePassing("1.0.0.0");
-    const std::string scriptedPath = sdsrtest::libraryDir() + "/libsdsr_algo_scripted.so";
-    const std::string helperPath = sdsrtest::libraryDir() + "/libmetahelper_double.so";
-    tree.installAlgorithm(scriptedPath);
-    tree.installMetaHelper(helperPath);
-    scripted = openLibrary(scriptedPath);
-    metaHelper = openLibrary(helperPath);
-    reinterpret_cast<void (*)()>(scriptedSymbol("sdsrScripted_reset"))();
-    loader = std::make_unique<sdsrtest::PluginLoader>();
+    tree.installAlgorithm(hostkit::ScriptedAlgo::path());
+    tree.installMetaHelper(hostkit::MetaHelperDouble::path("double"));
+    scripted.reset();
+    loader = std::make_unique<hostkit::PluginLoader>();
     if (!loader->ok())
         throw std::runtime_error(loader->error());
 }
 
 BenchEnv::~BenchEnv() {
     loader.reset();
-    if (metaHelper != nullptr)
-        dlclose(metaHelper);
-    if (scripted != nullptr)
-        dlclose(scripted);
-}
-
-void* BenchEnv::scriptedSymbol(const char* name) const {
-    void* address = dlsym(scripted, name);
-    if (address == nullptr)
-        throw std::runtime_error(std::string("no symbol ") + name + " in the scripted double");
-    return address;
 }
 
 BenchEnv& env() {

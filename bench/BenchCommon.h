@@ -10,6 +10,7 @@
 #include <string>
 
 #include "DeviceTree.h"
+#include "LibraryControl.h"
 #include "PluginLoader.h"
 
 namespace sdsrbench {
@@ -41,13 +42,11 @@ struct BenchEnv {
     BenchEnv(const BenchEnv&) = delete;
     BenchEnv& operator=(const BenchEnv&) = delete;
 
-    // Resolves a control function of the scripted double.
-    void* scriptedSymbol(const char* name) const;
-
-    sdsrtest::DeviceTree tree;
-    void* scripted;    // the scripted double, dlopen-ed from the same file the plugin loads
-    void* metaHelper;  // the metadata-helper double, likewise
-    std::unique_ptr<sdsrtest::PluginLoader> loader;
+    hostkit::DeviceTree tree;
+    // The doubles, opened from the same files the plugin loads, so both share their state.
+    hostkit::ScriptedAlgo scripted;
+    hostkit::MetaHelperDouble metaHelper;
+    std::unique_ptr<hostkit::PluginLoader> loader;
 };
 BenchEnv& env();
 

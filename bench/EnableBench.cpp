@@ -14,7 +14,8 @@
 #include "BenchCommon.h"
 #include "BenchRegistry.h"
 #include "FloorProbes.h"
-#include "Images.h"
+#include "MetadataBuilders.h"
+#include "YuvImage.h"
 #include "korahost/DeviceModelFiles.h"
 #include "korahost/HostControl.h"
 
@@ -30,7 +31,7 @@ struct FloorPaths {
     std::vector<const char*> modelPointers;
 };
 
-FloorPaths floorPaths(const sdsrtest::DeviceTree& tree) {
+FloorPaths floorPaths(const hostkit::DeviceTree& tree) {
     FloorPaths paths;
     paths.meminfo = tree.path("/proc/meminfo");
     paths.version = tree.path("/odm/etc/camera/sdsr_version.txt");
@@ -51,7 +52,7 @@ void isEnabledBenchmark(benchmark::State& state, const std::string& key, bool ga
     }
     const FloorPaths paths = floorPaths(e.tree);
     VoaParams params{};
-    params.metadata = sdsrtest::enablingMetadata();
+    params.metadata = hostkit::enablingMetadata();
 
     double subjectNs = 0.0;
     double floorNs = 0.0;

@@ -9,8 +9,9 @@
 
 #include "BenchCommon.h"
 #include "BenchRegistry.h"
-#include "Images.h"
+#include "MetadataBuilders.h"
 #include "ReferenceAlgoControl.h"
+#include "YuvImage.h"
 #include "sdsrAlgoApi.h"
 
 namespace sdsrbench {
@@ -19,7 +20,7 @@ namespace {
 
 struct ReferenceLibrary {
     ReferenceLibrary() {
-        const std::string path = sdsrtest::libraryDir() + "/libsdsr_algo_reference.so";
+        const std::string path = hostkit::libraryDir() + "/libsdsr_algo_reference.so";
         handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
         if (handle == nullptr)
             throw std::runtime_error("dlopen " + path);
@@ -58,8 +59,8 @@ void referenceBenchmark(benchmark::State& state, const std::string& key, int32_t
     library.setThreads(wantedThreads);
     const int32_t threads = library.threads();
 
-    sdsrtest::YuvImage input(width, height, 17);
-    sdsrtest::YuvImage output(width, height, 17);
+    hostkit::YuvImage input(width, height, 17);
+    hostkit::YuvImage output(width, height, 17);
     input.fillPattern(11);
     output.fill(0, 0);
 

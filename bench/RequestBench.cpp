@@ -13,8 +13,10 @@
 
 #include "BenchCommon.h"
 #include "BenchRegistry.h"
-#include "Images.h"
+#include "CaptureRequest.h"
+#include "MetadataBuilders.h"
 #include "ScriptedAlgoControl.h"
+#include "YuvImage.h"
 #include "korahost/HostControl.h"
 
 namespace sdsrbench {
@@ -27,39 +29,27 @@ const uint32_t kHeight = 3000;
 // once when the library loads and would keep the whole process on the copy path.
 const uint32_t kUnsupportedFormat = 34;
 
-// One request over owned images: the input holds a pattern, the output a flat fill; both
-// buffers carry metadata as the framework's do.
-struct BenchRequest {
+std::shared_ptr<VoMetadata> benchInputMetadata() {
+    auto meta = hostkit::enablingMetadata(10.0f);
+    hostkit::putString(*meta, "orvane.snapshot.imageName", "IMG_20240101_120000.jpg", true);
+    return meta;
+}
+
+std::shared_ptr<VoMetadata> benchInputPhysical() {
+    auto physical = std::make_shared<VoMetadata>();
+    const int64_t exposure = 10000000;
+    physical->update(ANDROID_SENSOR_EXPOSURE_TIME, &exposure, 1);
+    return physical;
+}
+
+// One 4000x3000 request whose buffers carry metadata as the framework's do.
+struct BenchRequest : hostkit::CaptureRequest {
     BenchRequest(uint32_t format, uint32_t stride)
-        : input(kWidth, kHeight, format, stride), output(kWidth, kHeight, format, stride), info{} {
-        input.fillPattern(7);
-        output.fill(0x11, 0x22);
-        auto inputMeta = sdsrtest::enablingMetadata(10.0f);
-        sdsrtest::putString(*inputMeta, "orvane.snapshot.imageName", "IMG_20240101_120000.jpg",
-                            true);
-        auto inputPhysical = std::make_shared<VoMetadata>();
-        const int64_t exposure = 10000000;
-        inputPhysical->update(ANDROID_SENSOR_EXPOSURE_TIME, &exposure, 1);
-        info.inputBuffers[0].push_back(input.params(inputMeta, inputPhysical));
-        auto outputMeta = std::make_shared<VoMetadata>();
-        auto outputPhysical = std::make_shared<VoMetadata>();
-        const int64_t timestamp = 1;
-        outputMeta->update(ANDROID_SENSOR_TIMESTAMP, &timestamp, 1);
-        outputPhysical->update(ANDROID_SENSOR_TIMESTAMP, &timestamp, 1);
-        info.outputBuffers[0].push_back(output.params(outputMeta, outputPhysical));
-        info.frameNumber = 7;
-        info.requestIndex = 1;
-        info.requestKey = 0x5D5200000001ull;
-    }
+        : CaptureRequest(kWidth, kHeight, format, stride, benchInputMetadata(),
+                         benchInputPhysical(), 7) {}
 
     // Bytes a copy of the visible image moves: luma rows, then chroma rows.
-    size_t visibleBytes() const {
-        return size_t(kWidth) * kHeight + size_t((kWidth + 1) & ~1u) * ((kHeight + 1) / 2);
-    }
-
-    sdsrtest::YuvImage input;
-    sdsrtest::YuvImage output;
-    ProcessRequestInfo info;
+    size_t visibleBytes() const { return input.visibleSize(); }
 };
 
 int32_t processingTime(void*, uint64_t) {
@@ -201,31 +191,23 @@ void copyPathBenchmark(benchmark::State& state, const std::string& key, uint32_t
     }
 }
 
-template <typename Fn>
-Fn scripted(const char* name) {
-    return reinterpret_cast<Fn>(env().scriptedSymbol(name));
-}
-
 void successPathBenchmark(benchmark::State& state, const std::string& key, bool gatesOpen) {
     if (gatesOpen) {
         openLogGates();
     } else {
         closeLogGates();
     }
-    const auto reset = scripted<void (*)()>("sdsrScripted_reset");
-    const auto setRunTransform = scripted<void (*)(int)>("sdsrScripted_setRunTransform");
-    const auto callCount = scripted<size_t (*)()>("sdsrScripted_callCount");
-    const auto getCall = scripted<int (*)(size_t, ScriptedAlgoCall*)>("sdsrScripted_getCall");
-    reset();
-    setRunTransform(0);
+    const hostkit::ScriptedAlgo& scripted = env().scripted;
+    scripted.reset();
+    scripted.setRunTransform(false);
 
     std::unique_ptr<PluginWraper> plugin = newPlugin();
     BenchRequest request(17, kWidth);
     // A plugin object's first request loads the algorithm library and the metadata helper; the
     // figure is for the requests after it.
     plugin->processRequest(&request.info);
-    reset();
-    setRunTransform(0);
+    scripted.reset();
+    scripted.setRunTransform(false);
     korahost::resetObservations();
     PairTotals totals;
     bool subjectFirst = true;
@@ -234,16 +216,17 @@ void successPathBenchmark(benchmark::State& state, const std::string& key, bool 
         subjectFirst = !subjectFirst;
         // The request must have taken the successful path: GetVersion, Init, Run, Unit, all 0.
         ScriptedAlgoCall last{};
-        if (callCount() != 4 || getCall(3, &last) != 0 || last.kind != SCRIPTED_CALL_UNIT) {
+        if (scripted.callCount() != 4 || !scripted.call(3, &last) ||
+            last.kind != SCRIPTED_CALL_UNIT) {
             state.SkipWithError("the request did not take the successful path");
             break;
         }
-        reset();
-        setRunTransform(0);
+        scripted.reset();
+        scripted.setRunTransform(false);
         korahost::resetObservations();
     }
     plugin->destroy();
-    reset();
+    scripted.reset();
     if (state.error_occurred()) {
         recordError(key, "the request did not take the successful path");
         return;

@@ -11,7 +11,8 @@
 
 #include "DeviceTree.h"
 #include "FrameTestSupport.h"
-#include "Images.h"
+#include "MetadataBuilders.h"
+#include "YuvImage.h"
 #include "korahost/HostControl.h"
 #include "sdsrplugin.h"
 
@@ -54,11 +55,11 @@ class EnableTest : public ::testing::Test {
         return values;
     }
 
-    sdsrtest::DeviceTree tree;
+    hostkit::DeviceTree tree;
 };
 
 struct Request {
-    sdsrtest::DeviceTree& tree;
+    hostkit::DeviceTree& tree;
     VoMetadata& meta;
 };
 
@@ -83,8 +84,8 @@ void dropModel(Request& r) {
 }
 std::function<void(Request&)> scene(int ui, int32_t algoType) {
     return [ui, algoType](Request& r) {
-        sdsrtest::putInt(r.meta, "orvane.ai.asd.sdsrui", ui);
-        sdsrtest::putSmartAE(r.meta, algoType, 0);
+        hostkit::putInt(r.meta, "orvane.ai.asd.sdsrui", ui);
+        hostkit::putSmartAE(r.meta, algoType, 0);
     };
 }
 
@@ -95,7 +96,7 @@ const std::string kFinalTrue = "final sdsrEnable: 1 ";
 
 std::vector<Row> refusalRows() {
     auto setTag = [](const char* name, int value) {
-        return [name, value](Request& r) { sdsrtest::putInt(r.meta, name, value); };
+        return [name, value](Request& r) { hostkit::putInt(r.meta, name, value); };
     };
     auto preAnchor = [setTag](int value) {
         return setTag("com.orvane.kora2.preAnchorProc", value);
@@ -114,7 +115,7 @@ std::vector<Row> refusalRows() {
         // name, before the plugin is built, after, answer, level, message, lines not to appear
         {"pre-anchor request, nothing else measured",
          [](Request& r) {
-             sdsrtest::putInt(r.meta, "com.orvane.kora2.preAnchorProc", 1);
+             hostkit::putInt(r.meta, "com.orvane.kora2.preAnchorProc", 1);
              r.tree.remove("/proc/meminfo");
              setFlag(2);
          },
@@ -150,7 +151,7 @@ std::vector<Row> refusalRows() {
          "MetaData not found for orvane.ai.asd.sdsrui", {}},
         {"no SmartAE output", eraseTag("orvane.ai.asd.SmartAE"), nullptr, false, 'D',
          "sdsrEnable: 0 algoType = 0", {}},
-        {"truncated SmartAE output", [](Request& r) { sdsrtest::putSmartAE(r.meta, 7, 0, 1000); },
+        {"truncated SmartAE output", [](Request& r) { hostkit::putSmartAE(r.meta, 7, 0, 1000); },
          nullptr, false, 'D', "sdsrEnable: 0 algoType = 0", {}},
     };
     // clang-format on
@@ -190,7 +191,7 @@ TEST_F(EnableTest, OutcomeTable) {
         SCOPED_TRACE(std::string(row.name) + " / " + row.message);
         korahost::resetObservations();
         tree.makePassing();
-        auto meta = sdsrtest::enablingMetadata();
+        auto meta = hostkit::enablingMetadata();
         Request request{tree, *meta};
         if (row.before)
             row.before(request);
@@ -229,12 +230,12 @@ TEST_F(EnableTest, OutcomeTable) {
 TEST_F(EnableTest, OutstandingLimitAdmitsTwo) {
     SdSrPlugin plugin;
     SdSrPluginTestAccess::outstanding(plugin) = 1;
-    auto first = sdsrtest::enablingMetadata();
+    auto first = hostkit::enablingMetadata();
     EXPECT_TRUE(plugin.isEnabled(VoaParams{first, 1, 1}));
     EXPECT_EQ(SdSrPluginTestAccess::outstanding(plugin), 2);
 
     korahost::clearLogs();
-    auto second = sdsrtest::enablingMetadata();
+    auto second = hostkit::enablingMetadata();
     EXPECT_FALSE(plugin.isEnabled(VoaParams{second, 2, 2}));
     EXPECT_EQ(SdSrPluginTestAccess::outstanding(plugin), 2);
     const LogView logs = LogView::take();
@@ -246,7 +247,7 @@ TEST_F(EnableTest, OutstandingLimitAdmitsTwo) {
 
     // Any count at or above the limit refuses.
     SdSrPluginTestAccess::outstanding(plugin) = 7;
-    EXPECT_FALSE(plugin.isEnabled(VoaParams{sdsrtest::enablingMetadata(), 3, 3}));
+    EXPECT_FALSE(plugin.isEnabled(VoaParams{hostkit::enablingMetadata(), 3, 3}));
     EXPECT_EQ(SdSrPluginTestAccess::outstanding(plugin), 7);
 }
 
@@ -255,8 +256,8 @@ TEST_F(EnableTest, DecisionWithoutNodeDataDoesNotCrash) {
     SdSrPlugin plugin;
     ASSERT_EQ(SdSrPluginTestAccess::nodeData(plugin), nullptr);
     korahost::clearLogs();
-    auto meta = sdsrtest::enablingMetadata();
-    sdsrtest::putInt(*meta, "orvane.thermal.thermalResult", 41);
+    auto meta = hostkit::enablingMetadata();
+    hostkit::putInt(*meta, "orvane.thermal.thermalResult", 41);
     EXPECT_FALSE(plugin.isEnabled(VoaParams{meta, 1, 1}));
     const LogView logs = LogView::take();
     EXPECT_TRUE(logs.has("get thermalTemperature = 41 boardTemperature 36500")) << logs.dump();
@@ -276,7 +277,7 @@ TEST_F(EnableTest, ConcurrentDecisionsNeverAdmitMoreThanTwo) {
     for (int t = 0; t < 6; ++t) {
         threads.emplace_back([&plugin, &admitted, t] {
             for (int i = 0; i < 20; ++i) {
-                if (plugin.isEnabled(VoaParams{sdsrtest::enablingMetadata(), uint64_t(t), 0})) {
+                if (plugin.isEnabled(VoaParams{hostkit::enablingMetadata(), uint64_t(t), 0})) {
                     ++admitted;
                 }
             }

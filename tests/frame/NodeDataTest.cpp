@@ -6,8 +6,9 @@
 
 #include "DeviceTree.h"
 #include "FrameTestSupport.h"
-#include "Images.h"
+#include "MetadataBuilders.h"
 #include "VoaPerfManager.h"
+#include "YuvImage.h"
 #include "korahost/HostControl.h"
 #include "nodeSdsrData.h"
 
@@ -155,7 +156,7 @@ TEST_F(NodeDataTest, SmartAERecordIsBorrowedFromTheContainer) {
         SCOPED_TRACE(row.name);
         auto meta = std::make_shared<VoMetadata>();
         if (row.size >= 0)
-            sdsrtest::putSmartAE(*meta, 8, 15, static_cast<size_t>(row.size));
+            hostkit::putSmartAE(*meta, 8, 15, static_cast<size_t>(row.size));
         korahost::clearLogs();
         VO_SMARTAE::SmartAEProcOutput* record = &sentinel;
         EXPECT_EQ(NodeSdsrData::getSmartAEProcOutput(meta, &record), row.found);
@@ -184,7 +185,7 @@ TEST_F(NodeDataTest, ThermalResultComesFromTheRequest) {
     EXPECT_TRUE(logs.has('I', "MetaData not found for orvane.thermal.thermalResult"));
     EXPECT_TRUE(logs.hasExact('D', "Thermal temperature = 0 ret = 0")) << logs.dump();
 
-    sdsrtest::putInt(*meta, "orvane.thermal.thermalResult", 38);
+    hostkit::putInt(*meta, "orvane.thermal.thermalResult", 38);
     EXPECT_EQ(NodeSdsrData::getThermalTemperature(meta), 38);
     logs = LogView::take();
     EXPECT_TRUE(logs.hasExact('D', "Thermal temperature = 38 ret = 1")) << logs.dump();
@@ -209,7 +210,7 @@ TEST_F(NodeDataTest, BoardTemperatureFromTheSensorNode) {
         {"empty", "", 0, 'I', "can not get temperature from " + path},
         {"missing", nullptr, 0, 'I', "cannot open thermaNode: " + path + " thermalFd：-1"},
     };
-    sdsrtest::DeviceTree tree;
+    hostkit::DeviceTree tree;
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
         if (row.content != nullptr) {
@@ -225,11 +226,11 @@ TEST_F(NodeDataTest, BoardTemperatureFromTheSensorNode) {
 }
 
 TEST_F(NodeDataTest, LuxIndexIsZeroWithoutContainerOrHelper) {
-    sdsrtest::DeviceTree tree;  // no helper library installed
+    hostkit::DeviceTree tree;  // no helper library installed
     for (const bool withContainer : {false, true}) {
         SCOPED_TRACE(withContainer ? "container" : "no container");
         korahost::clearLogs();
-        auto meta = withContainer ? sdsrtest::enablingMetadata() : nullptr;
+        auto meta = withContainer ? hostkit::enablingMetadata() : nullptr;
         EXPECT_EQ(NodeSdsrData::getLuxIndex(meta), 0.0f);
         const LogView logs = LogView::take();
         const auto lines = logs.matching("luxIndex = 0.00");

@@ -9,8 +9,9 @@
 
 #include "DeviceTree.h"
 #include "FrameTestSupport.h"
-#include "Images.h"
+#include "MetadataBuilders.h"
 #include "PluginLoader.h"
+#include "YuvImage.h"
 #include "korahost/HostControl.h"
 
 namespace {
@@ -25,8 +26,8 @@ class PluginLifecycleTest : public ::testing::Test {
         ASSERT_TRUE(loader.ok()) << loader.error();
         korahost::clearLogs();
     }
-    sdsrtest::DeviceTree tree;
-    sdsrtest::PluginLoader loader;
+    hostkit::DeviceTree tree;
+    hostkit::PluginLoader loader;
 };
 
 std::string runTool(const std::string& command) {
@@ -127,7 +128,7 @@ TEST_F(PluginLifecycleTest, NeedPreProcessIsFalseWithoutAskingIsEnabled) {
     tree.makePassing();
     auto plugin = loader.createInitialized();
     ASSERT_NE(plugin, nullptr);
-    auto meta = sdsrtest::enablingMetadata();
+    auto meta = hostkit::enablingMetadata();
     korahost::clearLogs();
     VoaParams params{meta, 1, 1};
     EXPECT_FALSE(plugin->needPreProcess(params));
@@ -168,7 +169,7 @@ TEST_F(PluginLifecycleTest, LibraryExportsOnlyTheEntry) {
     }
 
     const std::string symbols =
-        runTool("nm -D --defined-only '" + sdsrtest::pluginPath() + "' 2>/dev/null");
+        runTool("nm -D --defined-only '" + hostkit::pluginPath() + "' 2>/dev/null");
     ASSERT_FALSE(symbols.empty()) << "nm (binutils) printed nothing";
     std::set<std::string> defined;
     char type = 0;
@@ -184,7 +185,7 @@ TEST_F(PluginLifecycleTest, LibraryExportsOnlyTheEntry) {
 }
 
 TEST_F(PluginLifecycleTest, LibraryCarriesItsSoname) {
-    const std::string dynamic = runTool("readelf -d '" + sdsrtest::pluginPath() + "' 2>/dev/null");
+    const std::string dynamic = runTool("readelf -d '" + hostkit::pluginPath() + "' 2>/dev/null");
     ASSERT_FALSE(dynamic.empty()) << "readelf (binutils) printed nothing";
     EXPECT_NE(dynamic.find("Library soname: [com.orvane.plugin.sdsr.so]"), std::string::npos)
         << dynamic;

@@ -28,7 +28,7 @@ class ProbesTest : public ::testing::Test {
         korahost::resetObservations();
         korahost::openAllLogGates();
     }
-    sdsrtest::DeviceTree tree;
+    hostkit::DeviceTree tree;
 };
 
 TEST_F(ProbesTest, KeywordReaderSumsFirstMatchesInListOrder) {

@@ -39,7 +39,7 @@ struct LoadOutcome {
 // not exported, so dlsym cannot see them).
 std::map<std::string, uintptr_t> switchOffsets() {
     std::map<std::string, uintptr_t> offsets;
-    const std::string command = "nm '" + sdsrtest::pluginPath() + "' 2>/dev/null";
+    const std::string command = "nm '" + hostkit::pluginPath() + "' 2>/dev/null";
     FILE* pipe = popen(command.c_str(), "r");
     if (pipe == nullptr)
         return offsets;
@@ -82,7 +82,7 @@ LoadOutcome loadInChild(const std::map<std::string, std::string>& properties,
         korahost::openAllLogGates();
         korahost::clearLogs();
         {
-            sdsrtest::PluginLoader loader;
+            hostkit::PluginLoader loader;
             const frametest::LogView logs = frametest::LogView::take();
             outcome.loaded = loader.ok();
             outcome.loadLines = static_cast<int>(logs.lines().size());

@@ -9,12 +9,13 @@
 #include <iterator>
 #include <vector>
 
-#include "Images.h"
+#include "MetadataBuilders.h"
 #include "PluginUtils.h"
+#include "YuvImage.h"
 
 namespace {
 
-using sdsrtest::YuvImage;
+using hostkit::YuvImage;
 using voalgo2::PluginUtils;
 using voalgo2::VoImageBuffer;
 

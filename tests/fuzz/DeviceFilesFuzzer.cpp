@@ -14,7 +14,8 @@
 
 #include "DeviceTree.h"
 #include "FuzzInput.h"
-#include "Images.h"
+#include "MetadataBuilders.h"
+#include "YuvImage.h"
 #include "korahost/DeviceModelFiles.h"
 #include "korahost/HostControl.h"
 #include "sdsrplugin.h"
@@ -35,9 +36,9 @@ void require(bool condition, const char* what) {
     abort();
 }
 
-sdsrtest::DeviceTree& tree() {
+hostkit::DeviceTree& tree() {
     // Removed at exit.
-    static sdsrtest::DeviceTree t;
+    static hostkit::DeviceTree t;
     static const bool prepared = [] {
         korahost::setLogEcho(getenv("SDSR_FUZZ_LOG") != nullptr);
         t.writeAllModels();
@@ -99,8 +100,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     place(kBoard, boardState, board);
     place(kVersion, versionAtCreation, version);
 
-    auto meta = sdsrtest::enablingMetadata();
-    sdsrtest::putInt(*meta, "orvane.thermal.thermalResult", thermal);
+    auto meta = hostkit::enablingMetadata();
+    hostkit::putInt(*meta, "orvane.thermal.thermalResult", thermal);
     bool enabled = false;
     {
         SdSrPlugin plugin;

@@ -35,18 +35,18 @@ void require(bool condition, const char* what) {
 // A passing fake device with the scripted algorithm and the metadata helper double, and the
 // plugin library loaded once per process.
 struct Fixture {
-    sdsrtest::DeviceTree tree;
-    sdsrtest::ScriptedAlgo algo;
-    std::unique_ptr<sdsrtest::PluginLoader> loader;
+    hostkit::DeviceTree tree;
+    hostkit::ScriptedAlgo algo;
+    std::unique_ptr<hostkit::PluginLoader> loader;
     std::vector<korahost::RegisteredTag> tags;
 
     Fixture() {
         // SDSR_FUZZ_LOG=1 echoes the plugin's log lines, to read what an input did.
         korahost::setLogEcho(getenv("SDSR_FUZZ_LOG") != nullptr);
         tree.makePassing("1.0.0.0");
-        tree.installAlgorithm(sdsrtest::ScriptedAlgo::path());
-        tree.installMetaHelper(sdsrtest::MetaHelperDouble::path("double"));
-        loader = std::make_unique<sdsrtest::PluginLoader>();
+        tree.installAlgorithm(hostkit::ScriptedAlgo::path());
+        tree.installMetaHelper(hostkit::MetaHelperDouble::path("double"));
+        loader = std::make_unique<hostkit::PluginLoader>();
         require(loader->ok(), "plugin loads");
         tags = korahost::registeredTags();
     }

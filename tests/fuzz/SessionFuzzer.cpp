@@ -8,11 +8,11 @@
 #include <filesystem>
 #include <string>
 
-#include "Budget.h"
-#include "Expect.h"
-#include "Runner.h"
-#include "Session.h"
 #include "korahost/HostControl.h"
+#include "run/Runner.h"
+#include "session/Expect.h"
+#include "session/MemoryBudget.h"
+#include "session/Session.h"
 
 namespace {
 

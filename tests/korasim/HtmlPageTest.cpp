@@ -11,8 +11,8 @@
 #include <gtest/gtest.h>
 
 #include "KorasimRunner.h"
-#include "Yuv.h"
-#include "html/Page.h"
+#include "image/Patterns.h"
+#include "report/Page.h"
 
 namespace fs = std::filesystem;
 using nlohmann::json;
@@ -163,7 +163,7 @@ TEST(HtmlPageFiles, PicturesBesideThePageLoad) {
     Scratch scratch;
     const Result r = runSession(scratch, json::object());
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    korasim::YuvBuffer in(17, 1280, 960, 1280, 960), out(17, 1280, 960, 1280, 960);
+    korasim::YuvImage in(1280, 960, 17), out(1280, 960, 17);
     korasim::fillPattern(in, "chart", 1);
     korasim::fillPattern(out, "gradient", 1);
     const std::string page = scratch.path("page.html");

@@ -8,18 +8,13 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "common/TextFile.h"
+
 namespace fs = std::filesystem;
 
 namespace korasimtest {
 
 namespace {
-
-std::string slurp(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream out;
-    out << in.rdbuf();
-    return out.str();
-}
 
 std::string quote(const std::string& s) {
     std::string q = "'";
@@ -65,10 +60,10 @@ Result runKorasim(const Scratch& scratch, const std::vector<std::string>& args) 
     const int status = system(command.c_str());
     Result r;
     r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    r.out = slurp(scratch.path("stdout"));
-    r.err = slurp(scratch.path("stderr"));
+    r.out = korasim::readTextFile(scratch.path("stdout"));
+    r.err = korasim::readTextFile(scratch.path("stderr"));
     if (fs::exists(report))
-        r.report = nlohmann::json::parse(slurp(report));
+        r.report = nlohmann::json::parse(korasim::readTextFile(report));
     return r;
 }
 

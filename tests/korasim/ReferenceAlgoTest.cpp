@@ -17,7 +17,7 @@ namespace {
 class ReferenceLibrary : public ::testing::Test {
   protected:
     void SetUp() override {
-        handle = dlopen((sdsrtest::libraryDir() + "/libsdsr_algo_reference.so").c_str(), RTLD_NOW);
+        handle = dlopen((hostkit::libraryDir() + "/libsdsr_algo_reference.so").c_str(), RTLD_NOW);
         ASSERT_NE(handle, nullptr) << dlerror();
         init = fn<VoalgoAi_DIPS_Init_Fn>("VoalgoAi_DIPS_Init");
         run = fn<VoalgoAi_DIPS_Run_Fn>("VoalgoAi_DIPS_Run");

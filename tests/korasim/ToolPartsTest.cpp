@@ -10,15 +10,17 @@
 #include <fstream>
 #include <sstream>
 
-#include "Budget.h"
-#include "Expect.h"
-#include "Guard.h"
-#include "JUnit.h"
-#include "JsonFile.h"
-#include "LogcatEcho.h"
-#include "Picture.h"
-#include "Png.h"
-#include "Session.h"
+#include "common/ByteSize.h"
+#include "common/JsonFile.h"
+#include "common/TemporaryTrees.h"
+#include "image/Comparison.h"
+#include "image/Patterns.h"
+#include "image/Png.h"
+#include "report/JUnit.h"
+#include "run/LogcatEcho.h"
+#include "session/Expect.h"
+#include "session/MemoryBudget.h"
+#include "session/Session.h"
 
 using nlohmann::json;
 using namespace korasim;
@@ -115,7 +117,7 @@ TEST(KorasimParts, ExpectationsReportEachMismatchWithWantedAndActual) {
     }
     const auto m = checkExpect({{"path", "processed"}}, kStep, "steps[3] (processRequest)");
     ASSERT_EQ(m.size(), 1u);
-    EXPECT_EQ(describe(m[0]),
+    EXPECT_EQ(mismatchText(m[0]),
               R"(steps[3] (processRequest): expect.path: wanted "processed", got "runFailed")");
     // A refusal reason matches the short id of the explained decision or the plain reason.
     const json refused = {
@@ -247,7 +249,7 @@ TEST(KorasimParts, ComparisonFiguresOfKnownDifferences) {
     EXPECT_EQ(c.differingBytes, 2u);
     EXPECT_TRUE(compareBytes({5, 6}, {5, 6}).identical);
 
-    YuvBuffer in(17, 4, 4, 6, 4), out(17, 4, 4, 4, 4);
+    YuvImage in(4, 4, 17, 6, 4), out(4, 4, 17, 4, 4);
     fillPattern(in, "gradient", 1);
     std::vector<uint8_t> bytes = in.visibleBytes();
     ASSERT_TRUE(out.setVisibleBytes(bytes));
@@ -258,7 +260,7 @@ TEST(KorasimParts, ComparisonFiguresOfKnownDifferences) {
     const auto d = difference(in, out);
     EXPECT_DOUBLE_EQ(d->changedPixels, 5.0 / 16.0);
     EXPECT_NEAR(*d->psnrDb, *psnr(in.visibleBytes(), out.visibleBytes()), 1e-9);
-    EXPECT_FALSE(difference(in, YuvBuffer(17, 4, 2, 4, 2)).has_value());
+    EXPECT_FALSE(difference(in, YuvImage(4, 2, 17, 4, 2)).has_value());
 }
 
 TEST(KorasimParts, MemoryBudgetNamesTheBufferThatCrossesIt) {
@@ -280,7 +282,8 @@ TEST(KorasimParts, MemoryBudgetNamesTheBufferThatCrossesIt) {
     EXPECT_EQ(parseBytes("2G"), 2ull << 30);
     EXPECT_EQ(parseBytes("1500M"), 1500ull << 20);
     EXPECT_EQ(parseBytes("4096"), 4096u);
-    for (const char* bad : {"", "G", "2T", "-1", "2.5G"})
+    EXPECT_EQ(parseBytes("2t"), 2ull << 40);  // CLI11 knows every binary unit
+    for (const char* bad : {"", "G", "2X", "-1", "2.5G", "99999999999999999999"})
         EXPECT_THROW(parseBytes(bad), std::invalid_argument) << bad;
 }
 

@@ -14,23 +14,10 @@ const uint8_t kPaddingByte = 0xEE;
 TestRequest::TestRequest(uint32_t width, uint32_t height, uint32_t format, uint32_t stride,
                          std::shared_ptr<VoMetadata> inputMeta,
                          std::shared_ptr<VoMetadata> inputPhysical)
-    : input(width, height, format, stride), output(width, height, format, stride), info{} {
-    input.fillPattern(width * 31 + height);
-    output.fill(0x11, 0x22);
-    inputPixels = input.visibleBytes();
-    outputPixels = output.visibleBytes();
-    info.inputBuffers[0].push_back(input.params(std::move(inputMeta), std::move(inputPhysical)));
-    // Output containers with one tag each: empty containers get no debug record.
-    auto outputMeta = std::make_shared<VoMetadata>();
-    auto outputPhysical = std::make_shared<VoMetadata>();
-    const int64_t timestamp = 1;
-    outputMeta->update(ANDROID_SENSOR_TIMESTAMP, &timestamp, 1);
-    outputPhysical->update(ANDROID_SENSOR_TIMESTAMP, &timestamp, 1);
-    info.outputBuffers[0].push_back(output.params(outputMeta, outputPhysical));
-    info.frameNumber = 7;
-    info.requestIndex = 1;
-    info.requestKey = 0x5D5200000001ull;
-}
+    : CaptureRequest(width, height, format, stride, std::move(inputMeta), std::move(inputPhysical),
+                     width * 31 + height),
+      inputPixels(input.visibleBytes()),
+      outputPixels(output.visibleBytes()) {}
 
 std::vector<uint8_t> TestRequest::invertedInput() const {
     std::vector<uint8_t> expected = inputPixels;
@@ -178,7 +165,7 @@ const std::vector<std::string>& exifParameterKeys() {
     if (pid == 0) {
         int code = 0;
         try {
-            void* stillLoaded = dlopen(pluginPath().c_str(), RTLD_NOW | RTLD_NOLOAD);
+            void* stillLoaded = dlopen(hostkit::pluginPath().c_str(), RTLD_NOW | RTLD_NOLOAD);
             if (stillLoaded != nullptr) {
                 ADD_FAILURE() << "the plugin is still loaded: its load-time state is not fresh";
             } else {

@@ -12,27 +12,35 @@
 
 #include <gtest/gtest.h>
 
+#include "CaptureRequest.h"
 #include "DeviceTree.h"
-#include "Images.h"
 #include "LibraryControl.h"
+#include "MetadataBuilders.h"
 #include "PluginLoader.h"
+#include "YuvImage.h"
 #include "korahost/HostControl.h"
 
 namespace sdsrtest {
 
-// One request: `input` on input port 0, `output` on output port 0. The input holds a seeded
-// pattern, the output a flat fill, so a copy, the scripted transform and "untouched" all differ.
-class TestRequest {
+using hostkit::DeviceTree;
+using hostkit::enablingMetadata;
+using hostkit::MetaHelperDouble;
+using hostkit::PluginLoader;
+using hostkit::putFloat;
+using hostkit::putInt;
+using hostkit::putInt64;
+using hostkit::putSmartAE;
+using hostkit::putString;
+using hostkit::ScriptedAlgo;
+using hostkit::YuvImage;
+
+// A capture request whose pixels before the call are kept for the checks after it.
+class TestRequest : public hostkit::CaptureRequest {
   public:
     TestRequest(uint32_t width, uint32_t height, uint32_t format, uint32_t stride,
                 std::shared_ptr<VoMetadata> inputMeta,
                 std::shared_ptr<VoMetadata> inputPhysical = nullptr);
-    TestRequest(const TestRequest&) = delete;
-    TestRequest& operator=(const TestRequest&) = delete;
 
-    YuvImage input;
-    YuvImage output;
-    ProcessRequestInfo info;
     std::vector<uint8_t> inputPixels;   // visible input pixels at construction
     std::vector<uint8_t> outputPixels;  // visible output pixels at construction
 

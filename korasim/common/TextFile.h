@@ -1,0 +1,13 @@
+// Whole files as text: what korasim reads back from its children and writes as reports.
+#pragma once
+
+#include <string>
+
+namespace korasim {
+
+// The file's bytes; empty when it cannot be read.
+std::string readTextFile(const std::string& path);
+// Writes `text`, creating the parent directories; false when the file cannot be written.
+bool writeTextFile(const std::string& path, const std::string& text);
+
+}  // namespace korasim

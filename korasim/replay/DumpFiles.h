@@ -1,0 +1,26 @@
+// The plugin's dump files on the host: what their names say, the output dump beside an input
+// dump, and the input dumps of a folder.
+#pragma once
+
+#include <stdint.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace korasim {
+
+// IMG_<time>_SDSR_<w>x<h>_zoom<z>x_<suffix>.NV12
+struct DumpName {
+    uint32_t width = 0, height = 0;
+    double zoom = 0;
+};
+std::optional<DumpName> parseDumpName(const std::string& fileName);
+
+// "<...>_output.NV12" beside "<...>_input.NV12" when it exists; empty otherwise.
+std::string outputDumpBeside(const std::string& inputDump);
+
+// The *_input.NV12 files of a folder, sorted by name.
+std::vector<std::string> inputDumpsIn(const std::string& dir);
+
+}  // namespace korasim
