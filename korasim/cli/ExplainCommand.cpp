@@ -9,11 +9,11 @@
 
 #include "cli/CommandOptions.h"
 #include "common/TextFile.h"
-#include "report/Page.h"
 #include "logread/CompletedCaptures.h"
 #include "logread/LogInputs.h"
 #include "logread/PluginLog.h"
 #include "logread/SessionOut.h"
+#include "report/Page.h"
 
 namespace fs = std::filesystem;
 using nlohmann::json;

@@ -14,13 +14,13 @@
 #include <nlohmann/json.hpp>
 
 #include "PluginLoader.h"
-#include "run/LogcatEcho.h"
 #include "PluginWraper.h"
 #include "Provider.h"
 #include "common/Hex.h"
 #include "device/Device.h"
 #include "korahost/HostControl.h"
 #include "logread/RunFeed.h"
+#include "run/LogcatEcho.h"
 #include "run/Runner.h"
 
 namespace korasim {
