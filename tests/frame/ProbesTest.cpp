@@ -12,6 +12,7 @@
 
 #include "DeviceTree.h"
 #include "FrameTestSupport.h"
+#include "devicePath.h"
 #include "korahost/HostControl.h"
 #include "sdsrplugin.h"
 
@@ -220,6 +221,32 @@ bool dropFileReadOverride() {
     data[0].effective &= ~mask;
     data[0].permitted &= ~mask;
     return syscall(SYS_capset, &header, data) == 0;
+}
+
+// A scope holds the root it read at its start for the paths mapped while it lives; an inner scope
+// reads anew and gives the outer reading back; outside any scope each mapping reads the variable.
+TEST_F(ProbesTest, DeviceRootScopeHoldsOneReadingPerScope) {
+    using voalgo2::DeviceRootScope;
+    const auto mapped = [] { return std::string(voalgo2::devicePath("/proc/meminfo").c_str()); };
+    setenv("KORA_DEVICE_ROOT", "/outer", 1);
+    {
+        const DeviceRootScope outer;
+        setenv("KORA_DEVICE_ROOT", "/inner", 1);
+        EXPECT_EQ(mapped(), "/outer/proc/meminfo") << "reading held by the live scope";
+        {
+            const DeviceRootScope inner;
+            EXPECT_EQ(mapped(), "/inner/proc/meminfo") << "inner scope reads anew";
+            unsetenv("KORA_DEVICE_ROOT");
+            {
+                const DeviceRootScope unset;
+                EXPECT_EQ(mapped(), "/proc/meminfo") << "no root: path unchanged";
+            }
+            EXPECT_EQ(mapped(), "/inner/proc/meminfo") << "inner reading given back";
+        }
+        EXPECT_EQ(mapped(), "/outer/proc/meminfo") << "outer reading given back";
+    }
+    setenv("KORA_DEVICE_ROOT", "/after", 1);
+    EXPECT_EQ(mapped(), "/after/proc/meminfo") << "outside any scope the variable is read";
 }
 
 // Run in a child that cannot override file permissions, so it holds as root too (CI).
