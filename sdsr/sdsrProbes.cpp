@@ -6,13 +6,13 @@
 #include <string.h>
 #include <unistd.h>
 
-#include <fstream>
 #include <map>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "devicePath.h"
+#include "sdsrFirstLine.h"
 #include "sdsrplugin.h"
 
 namespace voalgo2 {
@@ -77,14 +77,11 @@ float SdSrPlugin::getFreeRam() {
 }
 
 bool SdSrPlugin::isSameSdsrVersion() {
-    std::ifstream versionFile(voalgo2::devicePath(kSdsrVersionPath).c_str());
-    if (!versionFile.is_open()) {
+    std::string current;
+    if (!voalgo2::readFirstLine(voalgo2::devicePath(kSdsrVersionPath).c_str(), current)) {
         SDSR_LOGE("open sdsr_version failed!");
         return false;
     }
-    std::string current;
-    std::getline(versionFile, current);
-    versionFile.close();
     if (current == m_sdsrVersion)
         return true;
     SDSR_LOGE("odm version:%s, data version:%s", m_sdsrVersion.c_str(), current.c_str());

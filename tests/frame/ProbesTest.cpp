@@ -129,6 +129,14 @@ TEST_F(ProbesTest, VersionMustStayWhatConstructionRead) {
         bool same;
         const char* message;  // E line, or null for none
     };
+    // First lines longer than one read of the file (256 bytes): the whole line counts, not its
+    // first block.
+    const std::string longVersion(300, '7');
+    const std::string longFile = longVersion + "\nA\n";
+    const std::string longFileChangedAfter = longVersion + "\nB";
+    const std::string longerFile = longVersion + "8\n";
+    const std::string longMessage =
+        "odm version:" + longVersion + ", data version:" + longVersion + "8";
     const Row rows[] = {
         {"unchanged", "1.0.0.0\n", "1.0.0.0\n", true, nullptr},
         {"no trailing newline", "1.0.0.0", "1.0.0.0\n", true, nullptr},
@@ -140,6 +148,8 @@ TEST_F(ProbesTest, VersionMustStayWhatConstructionRead) {
         {"appeared empty", nullptr, "", true, nullptr},
         {"appeared with empty first line", nullptr, "\n2.0\n", true, nullptr},
         {"appeared with a version", nullptr, "2.0\n", false, "odm version:, data version:2.0"},
+        {"long line unchanged", longFile.c_str(), longFileChangedAfter.c_str(), true, nullptr},
+        {"long line grown", longFile.c_str(), longerFile.c_str(), false, longMessage.c_str()},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
