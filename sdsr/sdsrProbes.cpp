@@ -1,11 +1,13 @@
 // Device probes of the enable decision: free memory from a keyword file, the installed data
 // version and the model files.
+#include <ctype.h>
 #include <errno.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
 
+#include <charconv>
 #include <map>
 #include <string>
 #include <string_view>
@@ -24,6 +26,25 @@ namespace {
 const char* const kSdsrVersionPath = "/odm/etc/camera/sdsr_version.txt";
 const char* const kModelDirectory = "/data/vendor/camera/";
 const char* const kMeminfoPath = "/proc/meminfo";
+
+// The number at the start of `text` as atof() reads it. A plain decimal integer followed by a
+// blank or the end, what every meminfo line carries, is read with std::from_chars: the same value
+// (an integer string means the same in every locale, and int64 to double rounds as strtod does)
+// at a tenth of strtod's cost, which was a sixth of the decision's own work. Anything else (a
+// sign, a fraction, an exponent, hex, letters right after the digits, an overflow) goes to atof.
+double leadingNumber(const char* text) {
+    const char* digits = text;
+    while (isspace(static_cast<unsigned char>(*digits)))
+        ++digits;
+    const char* end = digits + strlen(digits);
+    long long value = 0;
+    const std::from_chars_result parsed = std::from_chars(digits, end, value);
+    const bool plainInteger =
+        parsed.ec == std::errc() && *digits >= '0' && *digits <= '9' &&
+        (parsed.ptr == end || isspace(static_cast<unsigned char>(*parsed.ptr)));
+    return plainInteger ? static_cast<double>(value) : atof(text);
+}
+
 }  // namespace
 
 bool SdSrPlugin::getDataByFileAndKeywords(const char* path, std::vector<std::string>& keywords,
@@ -52,7 +73,7 @@ bool SdSrPlugin::getDataByFileAndKeywords(const char* path, std::vector<std::str
                 continue;
             const size_t colon = line.find(':');
             const char* number = colon == std::string_view::npos ? buffer : buffer + colon + 1;
-            const double value = atof(number);
+            const double value = leadingNumber(number);
             keywords.erase(it);
             sum = static_cast<float>(static_cast<double>(sum) + value);
             break;

@@ -64,6 +64,14 @@ TEST_F(ProbesTest, KeywordReaderSumsFirstMatchesInListOrder) {
         {"empty keyword list", "A: 1\n", {}, 0.0f, {}},
         {"empty keyword matches the first line", "A: 5\nB: 7\n", {"", "B:"}, 12.0f, {}},
         {"kernel spacing", "MemFree:        12345 kB\n", {"MemFree:"}, 12345.0f, {}},
+        // Numbers are read as atof reads them, whatever their form.
+        {"fraction", "A: 1.5 kB\n", {"A:"}, 1.5f, {}},
+        {"exponent", "A: 2e3\n", {"A:"}, 2000.0f, {}},
+        {"hex", "A: 0x10\n", {"A:"}, 16.0f, {}},
+        {"sign", "A: -4 kB\n", {"A:"}, -4.0f, {}},
+        {"tab before, unit right after", "A:\t12kB\n", {"A:"}, 12.0f, {}},
+        {"number at the end of the file", "A: 77", {"A:"}, 77.0f, {}},
+        {"beyond 64 bits", "A: 36893488147419103232\n", {"A:"}, 36893488147419103232.0f, {}},
     };
     SdSrPlugin plugin;
     for (const Row& row : rows) {
