@@ -59,12 +59,14 @@ bool SdSrPlugin::getDataByFileAndKeywords(const char* path, std::vector<std::str
         return false;
     }
 
+    // The stream reads through a buffer of this frame: no heap block, and no fstat() for glibc
+    // to size one. Reading stops once every keyword has been found.
+    char streamBuffer[4096];
+    setvbuf(file, streamBuffer, _IOFBF, sizeof(streamBuffer));
     float sum = 0.0f;
     char buffer[1024];
     memset(buffer, 0, sizeof(buffer));
-    while (fgets(buffer, sizeof(buffer), file) != nullptr) {
-        if (keywords.empty())
-            break;
+    while (!keywords.empty() && fgets(buffer, sizeof(buffer), file) != nullptr) {
         // The line is searched where fgets left it, NUL-terminated, without a copy.
         const std::string_view line(buffer);
         // Substring match, first keyword in list order wins; each keyword counts once.
