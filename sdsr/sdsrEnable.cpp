@@ -4,6 +4,7 @@
 #include <memory>
 #include <mutex>
 
+#include "devicePath.h"
 #include "sdsrplugin.h"
 
 // The decision's steps log under the name of the decision.
@@ -35,6 +36,8 @@ bool acceptsAlgoType(int sdsrUi, uint32_t algoType) {
 }  // namespace
 
 bool SdSrPlugin::isEnabled(VoaParams params) try {
+    // The decision maps fifteen device paths; the device root is read once for all of them.
+    const voalgo2::DeviceRootScope deviceRoot;
     std::shared_ptr<VoMetadata> meta = params.metadata;
 
     int preAnchorProc = 0;

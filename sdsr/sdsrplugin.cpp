@@ -6,12 +6,12 @@
 #include <stdio.h>
 #include <stdlib.h>
 
-#include <fstream>
 #include <new>
 
 #include "cutils/properties.h"
 #include "devicePath.h"
 #include "sdsrConfig.h"
+#include "sdsrFirstLine.h"
 
 namespace {
 
@@ -115,16 +115,12 @@ SdSrPlugin::SdSrPlugin()
       m_nodeInstance(),
       m_pNodeSdsrData(nullptr) {
     // The installed data version is remembered once; every request compares the file with it.
-    std::ifstream versionFile(voalgo2::devicePath(kSdsrVersionPath).c_str());
-    if (versionFile.is_open()) {
+    if (voalgo2::readFirstLine(voalgo2::devicePath(kSdsrVersionPath).c_str(), m_sdsrVersion)) {
         m_sdsrAlgoHandle = nullptr;
-        std::getline(versionFile, m_sdsrVersion);
-        versionFile.close();
         SDSR_LOGD("%p, sdsr_version:%s", static_cast<void*>(this), m_sdsrVersion.c_str());
         m_pNodeSdsrData = new voalgo2::NodeSdsrData();
     } else {
         SDSR_LOGE("open %s failed!", kSdsrVersionPath);
-        versionFile.close();
     }
 }
 

@@ -269,6 +269,22 @@ TEST_F(EnableTest, DecisionWithoutNodeDataDoesNotCrash) {
     EXPECT_FALSE(withVersion.isEnabled(VoaParams{nullptr, 1, 1}));
 }
 
+// Each decision reads the device root once, at its start: a root moved between two decisions of
+// one plugin object is seen by the next one, and moving it back is seen too.
+TEST_F(EnableTest, EachDecisionReadsTheDeviceRootAnew) {
+    SdSrPlugin plugin;
+    EXPECT_TRUE(plugin.isEnabled(VoaParams{sdsrtest::enablingMetadata(), 1, 1}));
+    {
+        sdsrtest::DeviceTree otherDevice;
+        otherDevice.makePassing("9.9.9.9");
+        korahost::clearLogs();
+        EXPECT_FALSE(plugin.isEnabled(VoaParams{sdsrtest::enablingMetadata(), 2, 2}));
+        const LogView logs = LogView::take();
+        EXPECT_TRUE(logs.hasExact('E', "odm version:1.0.0.0, data version:9.9.9.9")) << logs.dump();
+    }
+    EXPECT_TRUE(plugin.isEnabled(VoaParams{sdsrtest::enablingMetadata(), 3, 3}));
+}
+
 TEST_F(EnableTest, ConcurrentDecisionsNeverAdmitMoreThanTwo) {
     SdSrPlugin plugin;
     korahost::setLogCapture(false);

@@ -12,6 +12,7 @@
 
 #include "DeviceTree.h"
 #include "FrameTestSupport.h"
+#include "devicePath.h"
 #include "korahost/HostControl.h"
 #include "sdsrplugin.h"
 
@@ -63,6 +64,14 @@ TEST_F(ProbesTest, KeywordReaderSumsFirstMatchesInListOrder) {
         {"empty keyword list", "A: 1\n", {}, 0.0f, {}},
         {"empty keyword matches the first line", "A: 5\nB: 7\n", {"", "B:"}, 12.0f, {}},
         {"kernel spacing", "MemFree:        12345 kB\n", {"MemFree:"}, 12345.0f, {}},
+        // Numbers are read as atof reads them, whatever their form.
+        {"fraction", "A: 1.5 kB\n", {"A:"}, 1.5f, {}},
+        {"exponent", "A: 2e3\n", {"A:"}, 2000.0f, {}},
+        {"hex", "A: 0x10\n", {"A:"}, 16.0f, {}},
+        {"sign", "A: -4 kB\n", {"A:"}, -4.0f, {}},
+        {"tab before, unit right after", "A:\t12kB\n", {"A:"}, 12.0f, {}},
+        {"number at the end of the file", "A: 77", {"A:"}, 77.0f, {}},
+        {"beyond 64 bits", "A: 36893488147419103232\n", {"A:"}, 36893488147419103232.0f, {}},
     };
     SdSrPlugin plugin;
     for (const Row& row : rows) {
@@ -128,6 +137,14 @@ TEST_F(ProbesTest, VersionMustStayWhatConstructionRead) {
         bool same;
         const char* message;  // E line, or null for none
     };
+    // First lines longer than one read of the file (256 bytes): the whole line counts, not its
+    // first block.
+    const std::string longVersion(300, '7');
+    const std::string longFile = longVersion + "\nA\n";
+    const std::string longFileChangedAfter = longVersion + "\nB";
+    const std::string longerFile = longVersion + "8\n";
+    const std::string longMessage =
+        "odm version:" + longVersion + ", data version:" + longVersion + "8";
     const Row rows[] = {
         {"unchanged", "1.0.0.0\n", "1.0.0.0\n", true, nullptr},
         {"no trailing newline", "1.0.0.0", "1.0.0.0\n", true, nullptr},
@@ -139,6 +156,8 @@ TEST_F(ProbesTest, VersionMustStayWhatConstructionRead) {
         {"appeared empty", nullptr, "", true, nullptr},
         {"appeared with empty first line", nullptr, "\n2.0\n", true, nullptr},
         {"appeared with a version", nullptr, "2.0\n", false, "odm version:, data version:2.0"},
+        {"long line unchanged", longFile.c_str(), longFileChangedAfter.c_str(), true, nullptr},
+        {"long line grown", longFile.c_str(), longerFile.c_str(), false, longMessage.c_str()},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
@@ -220,6 +239,32 @@ bool dropFileReadOverride() {
     data[0].effective &= ~mask;
     data[0].permitted &= ~mask;
     return syscall(SYS_capset, &header, data) == 0;
+}
+
+// A scope holds the root it read at its start for the paths mapped while it lives; an inner scope
+// reads anew and gives the outer reading back; outside any scope each mapping reads the variable.
+TEST_F(ProbesTest, DeviceRootScopeHoldsOneReadingPerScope) {
+    using voalgo2::DeviceRootScope;
+    const auto mapped = [] { return std::string(voalgo2::devicePath("/proc/meminfo").c_str()); };
+    setenv("KORA_DEVICE_ROOT", "/outer", 1);
+    {
+        const DeviceRootScope outer;
+        setenv("KORA_DEVICE_ROOT", "/inner", 1);
+        EXPECT_EQ(mapped(), "/outer/proc/meminfo") << "reading held by the live scope";
+        {
+            const DeviceRootScope inner;
+            EXPECT_EQ(mapped(), "/inner/proc/meminfo") << "inner scope reads anew";
+            unsetenv("KORA_DEVICE_ROOT");
+            {
+                const DeviceRootScope unset;
+                EXPECT_EQ(mapped(), "/proc/meminfo") << "no root: path unchanged";
+            }
+            EXPECT_EQ(mapped(), "/inner/proc/meminfo") << "inner reading given back";
+        }
+        EXPECT_EQ(mapped(), "/outer/proc/meminfo") << "outer reading given back";
+    }
+    setenv("KORA_DEVICE_ROOT", "/after", 1);
+    EXPECT_EQ(mapped(), "/after/proc/meminfo") << "outside any scope the variable is read";
 }
 
 // Run in a child that cannot override file permissions, so it holds as root too (CI).
