@@ -273,16 +273,16 @@ TEST_F(EnableTest, DecisionWithoutNodeDataDoesNotCrash) {
 // one plugin object is seen by the next one, and moving it back is seen too.
 TEST_F(EnableTest, EachDecisionReadsTheDeviceRootAnew) {
     SdSrPlugin plugin;
-    EXPECT_TRUE(plugin.isEnabled(VoaParams{sdsrtest::enablingMetadata(), 1, 1}));
+    EXPECT_TRUE(plugin.isEnabled(VoaParams{hostkit::enablingMetadata(), 1, 1}));
     {
-        sdsrtest::DeviceTree otherDevice;
+        hostkit::DeviceTree otherDevice;
         otherDevice.makePassing("9.9.9.9");
         korahost::clearLogs();
-        EXPECT_FALSE(plugin.isEnabled(VoaParams{sdsrtest::enablingMetadata(), 2, 2}));
+        EXPECT_FALSE(plugin.isEnabled(VoaParams{hostkit::enablingMetadata(), 2, 2}));
         const LogView logs = LogView::take();
         EXPECT_TRUE(logs.hasExact('E', "odm version:1.0.0.0, data version:9.9.9.9")) << logs.dump();
     }
-    EXPECT_TRUE(plugin.isEnabled(VoaParams{sdsrtest::enablingMetadata(), 3, 3}));
+    EXPECT_TRUE(plugin.isEnabled(VoaParams{hostkit::enablingMetadata(), 3, 3}));
 }
 
 TEST_F(EnableTest, ConcurrentDecisionsNeverAdmitMoreThanTwo) {
