@@ -14,21 +14,12 @@
 namespace logtest {
 namespace {
 
+// The fixtures' level letters in liblog's priority order, VERBOSE (2) to FATAL (7).
 android_LogPriority priorityOf(char level) {
-    switch (level) {
-        case 'V':
-            return ANDROID_LOG_VERBOSE;
-        case 'D':
-            return ANDROID_LOG_DEBUG;
-        case 'I':
-            return ANDROID_LOG_INFO;
-        case 'W':
-            return ANDROID_LOG_WARN;
-        case 'E':
-            return ANDROID_LOG_ERROR;
-        default:
-            return ANDROID_LOG_FATAL;
-    }
+    static constexpr char kLetters[] = "VDIWEF";
+    const char* at = level != '\0' ? strchr(kLetters, level) : nullptr;
+    return static_cast<android_LogPriority>(
+        at != nullptr ? int(ANDROID_LOG_VERBOSE) + (at - kLetters) : int(ANDROID_LOG_FATAL));
 }
 
 struct FormatFree {
