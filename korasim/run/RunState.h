@@ -1,5 +1,5 @@
 // The runner's state while it drives a session, shared by its files: Runner.cpp (load, steps,
-// end), RunnerRequest.cpp (a processRequest step and its buffers) and RunnerReport.cpp (what a
+// end), RequestStep.cpp (a processRequest step and its buffers) and StepObservations.cpp (what a
 // step observed, as report JSON).
 #pragma once
 
@@ -76,6 +76,15 @@ struct Runner::Impl {
     void load();
     void runStep(size_t index);
     void finish();
+
+    // One step of each kind (Runner.cpp); each returns the facts of the step's summary line.
+    std::string dispatchStep(size_t index, const Step& s, json& out,
+                             std::vector<korahost::LogRecord>& logs);
+    std::string initializeStep(const Step& s, Slot& slot, json& out);
+    std::shared_ptr<VoMetadata> enableMetadata(size_t index, const Step& s);
+    std::string isEnabledStep(size_t index, const Step& s, Slot& slot, json& out,
+                              std::vector<korahost::LogRecord>& logs);
+    std::string setDeviceStep(const Step& s, json& out);
 
     // What a step observed, section by section (StepObservations.cpp).
     json metadataWritesJson(json& step);

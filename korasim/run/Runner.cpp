@@ -99,6 +99,106 @@ void Runner::Impl::load() {
         throw std::runtime_error(error);
 }
 
+std::string Runner::Impl::initializeStep(const Step& s, Slot& slot, json& out) {
+    CreateInfo info{};
+    info.nodeName = s.nodeName;
+    info.cameraId = s.nodeValue;
+    VoaNodeInterface node{};
+    if (s.processingTimeMs) {
+        slot.processingTimeMs = *s.processingTimeMs;
+        node.owner = &slot.processingTimeMs;
+        node.getProcessingTime = processingTime;
+    }
+    const int ret = slot.object->initialize(&info, node);
+    out["return"] = ret;
+    return "return " + std::to_string(ret);
+}
+
+// The metadata of an enable query: its own, or that of the next request of the same object.
+std::shared_ptr<VoMetadata> Runner::Impl::enableMetadata(size_t index, const Step& s) {
+    if (!s.metadataFromNextRequest)
+        return buildMetadata(s.metadata, s.path + ".metadata");
+    for (size_t j = index + 1; j < session.steps.size(); ++j) {
+        const Step& next = session.steps[j];
+        if (next.kind == StepKind::ProcessRequest && next.plugin == s.plugin)
+            return firstInputMetadata(j);
+    }
+    return nullptr;
+}
+
+std::string Runner::Impl::isEnabledStep(size_t index, const Step& s, Slot& slot, json& out,
+                                        std::vector<korahost::LogRecord>& logs) {
+    const std::shared_ptr<VoMetadata> meta = enableMetadata(index, s);
+    labels.clear();
+    labels[meta.get()] = "metadata";
+    VoaParams params{};
+    params.metadata = meta;
+    params.requestKey = s.requestKey;
+    params.frameNumber = s.frameNumber;
+    korahost::takeMetadataWrites();
+    const bool answer = slot.object->isEnabled(params);
+    slot.lastEnabled = answer;
+    out["answer"] = answer;
+    logs = korahost::takeLogs();
+    feed.feed(s.plugin, logread::Call::IsEnabled, logs);
+    const json decision = feed.decision(s.plugin, answer);
+    out["reason"] = decision["reason"];
+    out["decision"] = decision;
+    return logread::decisionSummary(decision);
+}
+
+std::string Runner::Impl::setDeviceStep(const Step& s, json& out) {
+    const auto changed = applyDevice(*root, *libraries, current, s.device, s.path + ".device");
+    out["changed"] = changed;
+    std::string list;
+    for (const auto& c : changed)
+        list += (list.empty() ? "" : ", ") + c;
+    return "changed " + list;
+}
+
+// Runs one step against its plugin object; returns the facts of its summary line. `logs`
+// receives the lines an isEnabled or processRequest step read itself.
+std::string Runner::Impl::dispatchStep(size_t index, const Step& s, json& out,
+                                       std::vector<korahost::LogRecord>& logs) {
+    if (s.kind == StepKind::SetDevice)
+        return setDeviceStep(s, out);
+    Slot& slot = slots[s.plugin];
+    switch (s.kind) {
+        case StepKind::Create:
+            feed.created(s.plugin);
+            slot.object = loader->create();
+            slot.lastEnabled = false;
+            out["created"] = slot.object != nullptr;
+            return slot.object ? "created" : "provider returned null";
+        case StepKind::Initialize:
+            return initializeStep(s, slot, out);
+        case StepKind::IsEnabled:
+            return isEnabledStep(index, s, slot, out, logs);
+        case StepKind::ProcessRequest:
+            if (s.ifEnabled && !slot.lastEnabled) {
+                out["skipped"] = true;
+                return "skipped: the last isEnabled did not answer true";
+            }
+            return processRequest(index, s, slot, out, logs);
+        case StepKind::Flush: {
+            FlushRequestInfo info{s.requestKey, s.flushAll};
+            const int ret = slot.object->flushRequest(&info);
+            out["return"] = ret;
+            return "return " + std::to_string(ret);
+        }
+        case StepKind::Destroy:
+            slot.object->destroy();
+            return "destroyed";
+        case StepKind::Delete:
+            slot.object.reset();
+            slots.erase(s.plugin);
+            return "deleted";
+        case StepKind::SetDevice:
+            break;
+    }
+    return "";
+}
+
 void Runner::Impl::runStep(size_t index) {
     const Step& s = session.steps[index];
     const std::string whose = s.kind == StepKind::SetDevice ? "" : " (plugin " + s.plugin + ")";
@@ -110,112 +210,20 @@ void Runner::Impl::runStep(size_t index) {
     out["do"] = stepKindName(s.kind);
     if (s.kind != StepKind::SetDevice)
         out["plugin"] = s.plugin;
-    std::string facts;
     std::vector<korahost::LogRecord> logs;
-    std::vector<korahost::ExifWriterLog> exif;
-    bool always = false;
     const auto start = std::chrono::steady_clock::now();
-    Slot* slot = s.kind == StepKind::SetDevice ? nullptr : &slots[s.plugin];
-
-    switch (s.kind) {
-        case StepKind::Create:
-            feed.created(s.plugin);
-            slot->object = loader->create();
-            slot->lastEnabled = false;
-            out["created"] = slot->object != nullptr;
-            facts = slot->object ? "created" : "provider returned null";
-            break;
-        case StepKind::Initialize: {
-            CreateInfo info{};
-            info.nodeName = s.nodeName;
-            info.cameraId = s.nodeValue;
-            VoaNodeInterface node{};
-            if (s.processingTimeMs) {
-                slot->processingTimeMs = *s.processingTimeMs;
-                node.owner = &slot->processingTimeMs;
-                node.getProcessingTime = processingTime;
-            }
-            const int ret = slot->object->initialize(&info, node);
-            out["return"] = ret;
-            facts = "return " + std::to_string(ret);
-            break;
-        }
-        case StepKind::IsEnabled: {
-            VoaParams params{};
-            std::shared_ptr<VoMetadata> meta;
-            if (s.metadataFromNextRequest) {
-                for (size_t j = index + 1; j < session.steps.size(); ++j) {
-                    const Step& next = session.steps[j];
-                    if (next.kind == StepKind::ProcessRequest && next.plugin == s.plugin) {
-                        meta = firstInputMetadata(j);
-                        break;
-                    }
-                }
-            } else {
-                meta = buildMetadata(s.metadata, s.path + ".metadata");
-            }
-            labels.clear();
-            labels[meta.get()] = "metadata";
-            params.metadata = meta;
-            params.requestKey = s.requestKey;
-            params.frameNumber = s.frameNumber;
-            korahost::takeMetadataWrites();
-            const bool answer = slot->object->isEnabled(params);
-            slot->lastEnabled = answer;
-            out["answer"] = answer;
-            logs = korahost::takeLogs();
-            feed.feed(s.plugin, logread::Call::IsEnabled, logs);
-            const json decision = feed.decision(s.plugin, answer);
-            out["reason"] = decision["reason"];
-            out["decision"] = decision;
-            facts = logread::decisionSummary(decision);
-            break;
-        }
-        case StepKind::ProcessRequest:
-            if (s.ifEnabled && !slot->lastEnabled) {
-                out["skipped"] = true;
-                facts = "skipped: the last isEnabled did not answer true";
-                break;
-            }
-            always = true;
-            facts = processRequest(index, s, *slot, out, logs);
-            break;
-        case StepKind::Flush: {
-            FlushRequestInfo info{s.requestKey, s.flushAll};
-            const int ret = slot->object->flushRequest(&info);
-            out["return"] = ret;
-            facts = "return " + std::to_string(ret);
-            break;
-        }
-        case StepKind::Destroy:
-            slot->object->destroy();
-            facts = "destroyed";
-            break;
-        case StepKind::Delete:
-            slot->object.reset();
-            slots.erase(s.plugin);
-            facts = "deleted";
-            break;
-        case StepKind::SetDevice: {
-            const auto changed =
-                applyDevice(*root, *libraries, current, s.device, s.path + ".device");
-            out["changed"] = changed;
-            std::string list;
-            for (const auto& c : changed)
-                list += (list.empty() ? "" : ", ") + c;
-            facts = "changed " + list;
-            break;
-        }
-    }
+    const std::string facts = dispatchStep(index, s, out, logs);
     if (!out.contains("durationMs"))
         out["durationMs"] = elapsedMs(start);
-    if (s.kind != StepKind::ProcessRequest || !always) {
+    // A request that ran collected its own observations; every other step's are collected here.
+    const bool requestRan = s.kind == StepKind::ProcessRequest && !out.contains("skipped");
+    if (!requestRan) {
         if (logs.empty()) {
             logs = korahost::takeLogs();
             if (s.kind != StepKind::SetDevice && s.kind != StepKind::IsEnabled)
                 feed.feed(s.plugin, logread::Call::Lifecycle, logs);
         }
-        exif = korahost::takeExifWriters();
+        std::vector<korahost::ExifWriterLog> exif = korahost::takeExifWriters();
         collectCommon(out, logs, exif, false);
     }
     report["steps"].push_back(out);
