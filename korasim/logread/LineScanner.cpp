@@ -2,6 +2,7 @@
 
 #include <string.h>
 
+#include <algorithm>
 #include <functional>
 
 namespace korasim::logread {
@@ -109,6 +110,12 @@ void LineScanner::scan(bool atEnd) {
             usable = end;  // no newline in a megabyte: not a log line, read it as cut
     }
     const char* pos = begin;
+    // Line numbers: newlines are counted up to each line read, then up to the end of the block.
+    const char* counted = begin;
+    const auto countTo = [&](const char* to) {
+        m_linesBefore += static_cast<size_t>(std::count(counted, to, '\n'));
+        counted = to;
+    };
     const char* nextPlugin = find(pos, usable, kPluginTag, 4);
     while (pos < usable) {
         const char* hit = nullptr;
@@ -131,6 +138,8 @@ void LineScanner::scan(bool atEnd) {
         const char* lineStart = hit;
         while (lineStart > pos && lineStart[-1] != '\n')
             --lineStart;
+        countTo(lineStart);
+        m_lineNumber = m_linesBefore + 1;
         if (m_bugReport)
             sections(pos, lineStart);
         const char* lineEnd = static_cast<const char*>(memchr(hit, '\n', usable - hit));
@@ -151,6 +160,7 @@ void LineScanner::scan(bool atEnd) {
         if (nextPlugin && nextPlugin < pos)
             nextPlugin = find(pos, usable, kPluginTag, 4);
     }
+    countTo(usable);
     if (usable > begin) {
         const char* last = usable - 1;  // the newline (or the end) of the last line consumed
         m_lastWasLongHeader = follows(last + 1, begin);
@@ -187,6 +197,8 @@ bool LineScanner::follows(const char* lineStart, const char* bufferStart) const 
 void LineScanner::candidate(const char* lineStart, const char* lineEnd, const char* bufferStart) {
     const std::string_view text = withoutCr(lineStart, lineEnd);
     std::optional<LogLine> line = parseLogcatLine(text);
+    if (line)
+        line->lineNumber = m_lineNumber;
     if (line && line->textOnNextLine) {
         m_waitingForText = std::move(line);
         return;
