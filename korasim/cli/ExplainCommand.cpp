@@ -60,10 +60,11 @@ struct Explained {
     json captures = json::array();
 };
 
-void printCapture(const logread::Capture& c, const ExplainOptions& o) {
+void printCapture(const logread::Capture& c, const ExplainOptions& o,
+                  const std::vector<std::string>& sources) {
     printf("%s\n", summaryLine(c).c_str());
     if (o.details)
-        fputs(explainDetails(logread::toJson(c)).c_str(), stdout);
+        fputs(explainDetails(logread::toJson(c, sources)).c_str(), stdout);
 }
 
 void printSummary(const std::string& name, const logread::PluginLogReader& reader, size_t shown) {
@@ -121,7 +122,7 @@ bool readInputs(const ExplainOptions& o, logread::PluginLogReader& reader,
         for (size_t i : completed.take(reader.captures(), atEnd)) {
             const logread::Capture& c = reader.captures()[i];
             if (o.pid == 0 || c.pid == o.pid)
-                printCapture(dated(c, inputs.year()), o);
+                printCapture(dated(c, inputs.year()), o, reader.sources());
         }
         fflush(stdout);
     };
@@ -172,7 +173,7 @@ CLI::App* addExplainCommand(CLI::App& app, ExplainOptions& o) {
 int explainCommand(const ExplainOptions& o) {
     logread::PluginLogReader reader;
     // The JSON and the page list each capture's lines with their line numbers.
-    reader.keepLines(!o.jsonFile.empty() || !o.htmlFile.empty());
+    reader.keepLines(o.details || !o.jsonFile.empty() || !o.htmlFile.empty());
     logread::LogInputs inputs(reader);
     const bool live = std::find(o.logs.begin(), o.logs.end(), "-") != o.logs.end();
     if (!readInputs(o, reader, inputs, live))
@@ -200,7 +201,7 @@ int explainCommand(const ExplainOptions& o) {
     printSummary(name, reader, e.shown.size());
     if (!live) {
         for (const auto& c : e.shown)
-            printCapture(c, o);
+            printCapture(c, o, reader.sources());
     }
     if (reader.pluginLines() > 0 || reader.unreadable() > 0) {
         for (const auto& s : reader.unattributedSamples())

@@ -125,6 +125,24 @@ std::string costs(const json& c) {
         "costs", one("initMs", "init") + ", " + one("runMs", "run") + ", " + one("unitMs", "unit"));
 }
 
+// Where the capture's lines are: "lines 7 to 37 of FILE (27 lines)".
+std::string lineRange(const json& capture) {
+    const json lines = capture.value("lines", json::array());
+    if (lines.empty())
+        return std::string();
+    const json& first = lines.front();
+    const json& last = lines.back();
+    std::string text = "lines " + first["line"].dump() + " to " + last["line"].dump();
+    if (first.contains("source"))
+        text += " of " + first["source"].get<std::string>();
+    if (last.value("source", "") != first.value("source", ""))
+        text += " to " + last["source"].get<std::string>();
+    text += " (" + std::to_string(lines.size()) + " kept";
+    if (capture.value("linesNotKept", 0) > 0)
+        text += ", " + capture["linesNotKept"].dump() + " more not kept";
+    return labelled("log lines", text + ")");
+}
+
 }  // namespace
 
 std::string explainDetails(const json& capture) {
@@ -151,7 +169,7 @@ std::string explainDetails(const json& capture) {
     }
     for (const auto& u : capture["unknown"])
         out += labelled("not in the log", u.get<std::string>());
-    return out;
+    return out + lineRange(capture);
 }
 
 }  // namespace korasim

@@ -24,6 +24,7 @@ struct EnableFacts {
     bool meminfoUnreadable = false;
     std::optional<int> flag;  // controller flag
     std::optional<int> thermal, board;
+    std::optional<bool> thermalTagFound;  // "ret = 0": the request held no thermal result
     bool memoryRefusal = false;
     std::optional<int> sameVersion, filesExist;
     bool versionFileUnreadable = false;

@@ -60,7 +60,7 @@ struct Builder {
             decisionDevice["controllerFlag"] = *e.flag;
         if (e.board)
             decisionDevice["boardTemperature"] = std::to_string(*e.board) + "\n";
-        if (e.thermal)
+        if (e.thermal && e.thermalTagFound != false)
             metadata["orvane.thermal.thermalResult"] = *e.thermal;
         if (e.versionFileUnreadable)
             changes["versionFile"] = nullptr;
