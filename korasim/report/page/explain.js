@@ -47,6 +47,16 @@ function explainOverview(captures) {
       })));
 }
 
+// The property overrides in words: "none", or "lux 1234.5, preAlgoType 2".
+function initFields(input) {
+  const fields = Object.assign({}, input);
+  if (fields.overrides && typeof fields.overrides === "object") {
+    const set = Object.entries(fields.overrides).map(([k, v]) => k + " " + v);
+    fields.overrides = set.length ? set.join(", ") : "none";
+  }
+  return fields;
+}
+
 function explainCapture(c, i, manySources) {
   const e = c.enable || {}, p = c.process;
   const body = [el("h2", {}, `Capture ${i + 1}: ${c.time || ""} pid ${text(c.pid)} object ${text(c.object)}`),
@@ -61,7 +71,7 @@ function explainCapture(c, i, manySources) {
       ["Init result", p.initCode], ["Run result", p.runCode], ["Unit result", p.unitCode],
       ["costs", `init ${ms(costs.initMs)}, run ${ms(costs.runMs)}, unit ${ms(costs.unitMs)}`],
       ["boost", p.boost], ["dumps", (p.dumps || []).join(", ") || "none"]]));
-    if (p.algoInput) body.push(el("h3", {}, "Init record as the algorithm received it"), recordTable(p.algoInput));
+    if (p.algoInput) body.push(el("h3", {}, "Init record as the algorithm received it"), recordTable(initFields(p.algoInput)));
   }
   body.push(el("h3", {}, "Not in the log"), c.unknown && c.unknown.length ? el("ul", {}, c.unknown.map((u) => el("li", {}, u))) : el("p", {}, "none"));
   body.push(explainLines(c, manySources));
