@@ -220,7 +220,8 @@ TEST(HtmlPageExplain, OneSectionPerCaptureWithTheChecklist) {
     EXPECT_EQ(count(dom, R"(class="capture")"), 2u);
     EXPECT_EQ(count(dom, R"(<li class="check)"), 4u);  // three checks, the second capture's answer
     EXPECT_EQ(count(dom, R"(class="check deciding" data-result="fail">free memory)"), 1u);
-    EXPECT_NE(dom.find(R"(data-result="not reached">controller flag)"), std::string::npos);
+    EXPECT_NE(dom.find(R"(data-result="not reached">controller flag: <code>not read</code>)"),
+              std::string::npos);
     EXPECT_NE(dom.find(R"(data-path="initFailed")"), std::string::npos);
     EXPECT_NE(dom.find("hidden by log gates"), std::string::npos);
     screenshot(scratch, page, "explain");
