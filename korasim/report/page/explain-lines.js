@@ -9,7 +9,7 @@ function explainLines(c, manySources) {
   }
   const head = (manySources ? ["file", "line", "text"] : ["line", "text"]).map((h) => el("th", {}, h));
   box.append(el("table", {class: "lines"}, el("tr", {}, head), lines.map((l) => el("tr", {},
-    manySources ? el("td", {class: "mono"}, l.source || "") : null,
+    manySources ? el("td", {class: "mono source"}, l.source || "") : null,
     el("td", {class: "mono line-number"}, l.line ? String(l.line) : "—"),
     el("td", {class: "mono msg"}, l.text)))));
   if (c.linesNotKept)
