@@ -8,6 +8,7 @@
 #include <string>
 
 #include "cli/CommandOptions.h"
+#include "cli/ExplainDetails.h"
 #include "common/TextFile.h"
 #include "logread/CompletedCaptures.h"
 #include "logread/LogInputs.h"
@@ -38,28 +39,6 @@ std::string jsonText(const json& value, int indent = -1) {
     return value.dump(indent, ' ', false, json::error_handler_t::replace);
 }
 
-void printDetails(const json& capture) {
-    const json& enable = capture["enable"];
-    for (const auto& check : enable["checks"]) {
-        printf("    %-20s %-24s %-28s %s\n", check["name"].get<std::string>().c_str(),
-               check["value"].is_null() ? "-" : check["value"].get<std::string>().c_str(),
-               check["limit"].get<std::string>().c_str(),
-               check["result"].get<std::string>().c_str());
-    }
-    const json& process = capture["process"];
-    if (!process.is_null()) {
-        if (!process["algoInput"].is_null())
-            printf("    algorithm input: %s\n", jsonText(process["algoInput"]).c_str());
-        printf("    costs: %s\n", jsonText(process["costs"]).c_str());
-        if (!process["boost"].is_null())
-            printf("    boost: %s\n", process["boost"].get<std::string>().c_str());
-        for (const auto& d : process["dumps"])
-            printf("    dump: %s\n", d.get<std::string>().c_str());
-    }
-    for (const auto& u : capture["unknown"])
-        printf("    unknown: %s\n", u.get<std::string>().c_str());
-}
-
 // Stamps printed without a year get the year of the bug report's dumpstate header.
 logread::Capture dated(const logread::Capture& c, std::optional<int> year) {
     logread::Capture copy = c;
@@ -81,10 +60,11 @@ struct Explained {
     json captures = json::array();
 };
 
-void printCapture(const logread::Capture& c, const ExplainOptions& o) {
+void printCapture(const logread::Capture& c, const ExplainOptions& o,
+                  const std::vector<std::string>& sources) {
     printf("%s\n", summaryLine(c).c_str());
     if (o.details)
-        printDetails(logread::toJson(c));
+        fputs(explainDetails(logread::toJson(c, sources)).c_str(), stdout);
 }
 
 void printSummary(const std::string& name, const logread::PluginLogReader& reader, size_t shown) {
@@ -142,7 +122,7 @@ bool readInputs(const ExplainOptions& o, logread::PluginLogReader& reader,
         for (size_t i : completed.take(reader.captures(), atEnd)) {
             const logread::Capture& c = reader.captures()[i];
             if (o.pid == 0 || c.pid == o.pid)
-                printCapture(dated(c, inputs.year()), o);
+                printCapture(dated(c, inputs.year()), o, reader.sources());
         }
         fflush(stdout);
     };
@@ -192,6 +172,8 @@ CLI::App* addExplainCommand(CLI::App& app, ExplainOptions& o) {
 
 int explainCommand(const ExplainOptions& o) {
     logread::PluginLogReader reader;
+    // The JSON and the page list each capture's lines with their line numbers.
+    reader.keepLines(o.details || !o.jsonFile.empty() || !o.htmlFile.empty());
     logread::LogInputs inputs(reader);
     const bool live = std::find(o.logs.begin(), o.logs.end(), "-") != o.logs.end();
     if (!readInputs(o, reader, inputs, live))
@@ -204,9 +186,11 @@ int explainCommand(const ExplainOptions& o) {
         e.shown.push_back(dated(c, inputs.year()));
         // The JSON of thousands of captures is built only when someone reads it.
         if (!o.jsonFile.empty() || !o.htmlFile.empty())
-            e.captures.push_back(logread::toJson(e.shown.back()));
+            e.captures.push_back(logread::toJson(e.shown.back(), reader.sources()));
     }
     const json document = {{"log", name},
+                           {"sources", reader.sources()},
+                           {"linesKeptPerCapture", logread::kMaxSupportingLines},
                            {"captures", e.captures},
                            {"pluginLines", reader.pluginLines()},
                            {"objects", reader.objects()},
@@ -217,7 +201,7 @@ int explainCommand(const ExplainOptions& o) {
     printSummary(name, reader, e.shown.size());
     if (!live) {
         for (const auto& c : e.shown)
-            printCapture(c, o);
+            printCapture(c, o, reader.sources());
     }
     if (reader.pluginLines() > 0 || reader.unreadable() > 0) {
         for (const auto& s : reader.unattributedSamples())

@@ -182,8 +182,12 @@ json checksOf(const Capture& c, const Decision& d) {
     checks.push_back(check("scene", scene, "algoType " + acceptedScenes(e.ui),
                            state(d.reason == "scene", pastScene, sceneReached)));
     const bool countReached = sceneReached && !(e.sceneEnable && *e.sceneEnable == 0);
-    checks.push_back(check("outstanding requests",
-                           e.outstanding ? std::to_string(*e.outstanding) : "", "< 2",
+    // The refusal prints the count; otherwise the earlier captures of the object tell it, when
+    // the log holds the object from its creation on.
+    std::string outstanding = e.outstanding ? std::to_string(*e.outstanding) : "";
+    if (!e.outstanding && countReached && (c.objectCreationSeen || !c.outstandingBefore.empty()))
+        outstanding = std::to_string(c.outstandingBefore.size()) + " (counted from the log)";
+    checks.push_back(check("outstanding requests", outstanding, "< 2",
                            state(d.reason == "processCount", enabled, countReached)));
     return checks;
 }

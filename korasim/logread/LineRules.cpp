@@ -143,8 +143,10 @@ void LineRules::enable(EnableFacts& e, const std::string& m) {
         e.freeRam = f;
         e.thermal = b;
         e.board = c;
-    } else if (sscanf(m.c_str(), "Thermal temperature = %d", &a) == 1) {
+    } else if (sscanf(m.c_str(), "Thermal temperature = %d ret = %d", &a, &b) >= 1) {
         e.thermal = a;
+        if (has(m, " ret = "))
+            e.thermalTagFound = b != 0;
     } else if (sscanf(m.c_str(), "Board temperature:(%d)", &a) == 1) {
         e.board = a;
     } else if (sscanf(m.c_str(), "sdsr BypassAlgo, m_sdsrController.getFlag() = %d", &a) == 1) {

@@ -72,6 +72,8 @@ class LineScanner {
     std::optional<int> m_year;
     std::optional<LogLine> m_waitingForText;  // a long layout's header whose text is next
     bool m_lastWasLongHeader = false;         // the last line dropped from the buffer was one
+    size_t m_linesBefore = 0;                 // newlines before the position counted so far
+    size_t m_lineNumber = 0;                  // 1-based number of the line being read
 };
 
 }  // namespace korasim::logread

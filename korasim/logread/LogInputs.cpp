@@ -86,6 +86,7 @@ bool isCompressed(const std::string& head) {
 SourceCount& LogInputs::newCount(const std::string& name) {
     m_counts.push_back(SourceCount{});
     m_counts.back().name = name;
+    m_reader.beginSource(name);
     return m_counts.back();
 }
 

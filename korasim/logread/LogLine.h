@@ -3,6 +3,7 @@
 // report's log sections, and korasim's own --logcat echo. The layouts are in LogLayouts.cpp.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -24,6 +25,9 @@ struct LogLine {
     std::string message;
     // The long layout prints "[ time pid: tid L/TAG ]" and the text on the following line.
     bool textOnNextLine = false;
+    // 1-based line number in the input it came from (the header's, for the long layout); 0 when
+    // the line came from no file (korasim run's own capture).
+    size_t lineNumber = 0;
 };
 
 // Parses one line; nullopt when it has none of the known shapes (a cut line, a header such as

@@ -24,6 +24,7 @@ struct EnableFacts {
     bool meminfoUnreadable = false;
     std::optional<int> flag;  // controller flag
     std::optional<int> thermal, board;
+    std::optional<bool> thermalTagFound;  // "ret = 0": the request held no thermal result
     bool memoryRefusal = false;
     std::optional<int> sameVersion, filesExist;
     bool versionFileUnreadable = false;
@@ -68,6 +69,19 @@ struct ProcessFacts {
     bool boostFailed = false, boostReleased = false;
 };
 
+// A log line that made up a capture, as explain lists it under the capture.
+struct SupportingLine {
+    int source = -1;    // index into PluginLogReader::sources(); -1 for korasim run's own lines
+    size_t number = 0;  // 1-based line number in that source; 0 when not from a file
+    std::string text;   // "time L TAG: text", cut at kMaxSupportingText bytes
+};
+
+// A capture keeps at most this many of its lines (the rest are counted), so that a live stream
+// (`adb logcat | korasim explain -`) holds a bounded amount per capture; a capture of a normal
+// request has about 35.
+constexpr size_t kMaxSupportingLines = 64;
+constexpr size_t kMaxSupportingText = 1024;
+
 struct Capture {
     std::string time;
     int pid = 0;
@@ -80,6 +94,15 @@ struct Capture {
     bool debugLinesSeen = false;  // any D line of the plugin in this process
     std::string hiddenBy;         // what closed the gates, e.g. "level 5, groups 0x2"
     int lines = 0;
+    std::vector<SupportingLine> supporting;  // kept only when the reader keeps lines
+    size_t supportingDropped = 0;            // lines beyond kMaxSupportingLines
+    // Earlier captures of the same object admitted and not finished when this one began: the
+    // requests outstanding at its decision (times as logged). The reader knows them from the
+    // object's creation on when the log shows it (objectCreationSeen); before that, not.
+    std::vector<std::string> outstandingBefore;
+    bool objectCreationSeen = false;
+    bool admissionCounted = false;  // this capture's admission is in its object's count
+    bool finishCounted = false;     // and so is the end of its request
 };
 
 // Which call of the plugin printed the lines being fed. A field log does not say, so the order
@@ -100,6 +123,11 @@ struct Gates {
 class PluginLogReader {
   public:
     void setGates(const Gates& gates) { m_gates = gates; }
+    // Whether each capture keeps the lines that made it up (explain does, korasim run not).
+    void keepLines(bool keep) { m_keepLines = keep; }
+    // The lines fed from now on come from this input (a file, an archive entry, "-").
+    void beginSource(const std::string& name) { m_sources.push_back(name); }
+    const std::vector<std::string>& sources() const { return m_sources; }
     // The lines fed from now on were printed by one call of this kind, a fresh call each time:
     // an isEnabled call's lines make one decision, a processRequest call's lines one request,
     // whatever their order. Call::Inferred (the default) goes back to reading the order.
@@ -142,6 +170,8 @@ class PluginLogReader {
         bool gone = false;
         int addressLines = 0;
         int lastEnable = -1, lastProcess = -1;  // capture indexes
+        bool creationSeen = false;
+        std::vector<int> outstanding;  // captures admitted and not finished, oldest first
     };
     struct Process {
         int current = -1;  // object index
@@ -158,6 +188,11 @@ class PluginLogReader {
     void addEnableLine(int object, const LogLine& line, int stage, bool starts);
     void addProcessLine(int object, const LogLine& line, int stage, bool starts);
     void unattributed(const LogLine& line);
+    void support(Capture& capture, const LogLine& line);
+    void countOutstanding(int object, int capture);
+
+    bool m_keepLines = false;
+    std::vector<std::string> m_sources;
 
     std::optional<Gates> m_gates;
     Call m_call = Call::Inferred;
@@ -178,7 +213,8 @@ bool readLogFile(const std::string& path, PluginLogReader& reader, std::string* 
 // The enable decision and the request path with their texts, as the report and explain show.
 nlohmann::json enableJson(const Capture& capture);
 nlohmann::json processJson(const Capture& capture);
-nlohmann::json toJson(const Capture& capture);
+// With `sources` (the reader's), the capture's kept lines name the input each came from.
+nlohmann::json toJson(const Capture& capture, const std::vector<std::string>& sources = {});
 // One line for people: answer or path, with the deciding value.
 std::string describeEnable(const Capture& capture);
 std::string describeProcess(const Capture& capture);

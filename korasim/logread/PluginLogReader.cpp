@@ -3,6 +3,7 @@
 // line belongs to a step of isEnabled or processRequest, and a step that goes backwards starts
 // the next capture of the same plugin object. A caller that made the calls itself (korasim run)
 // says which call printed the lines instead; the facts are read by the same rules either way.
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -15,6 +16,9 @@ namespace {
 
 constexpr const char* kPluginTag = "SDSR";
 constexpr const char* kFrameworkTag = "VoAlgoEngine";
+// The plugin refuses at two outstanding requests; a log that hides the ends of requests could
+// make the list grow, so it keeps the latest few.
+constexpr size_t kMaxOutstanding = 8;
 
 }  // namespace
 
@@ -58,6 +62,9 @@ Capture& PluginLogReader::newCapture(int object, const LogLine& line) {
     c.objectAddress = o.address;
     c.objectVersion = o.version;
     c.objectVersionFileMissing = o.versionFileMissing;
+    c.objectCreationSeen = o.creationSeen;
+    for (const int earlier : o.outstanding)
+        c.outstandingBefore.push_back(m_captures[earlier].time);
     if (m_gates) {
         char gates[64];
         snprintf(gates, sizeof(gates), "level %d, groups 0x%x", m_gates->level, m_gates->groups);
@@ -74,12 +81,14 @@ bool PluginLogReader::lifecycle(const LogLine& line, const std::string& m) {
     if (versionAt != std::string::npos && isAddress(m.substr(0, versionAt))) {
         const int o = objectFor(line.pid, m.substr(0, versionAt), true);
         m_objects[o].version = m.substr(versionAt + 15);
+        m_objects[o].creationSeen = true;
         return true;
     }
     if (starts(m, "open ") && has(m, "sdsr_version.txt failed")) {
         const int o = objectFor(line.pid, "", true);
         m_objects[o].versionFileMissing = true;
         m_objects[o].version = std::string();
+        m_objects[o].creationSeen = true;
         return true;
     }
     if (starts(m, "initialize:")) {
@@ -249,6 +258,7 @@ bool PluginLogReader::inferCall(int object, const LogLine& line) {
         m_captures[obj.lastProcess].process.stage < kRelease) {
         ++m_captures[obj.lastProcess].lines;
         m_callCapture = obj.lastProcess;
+        support(m_captures[obj.lastProcess], line);
         return true;
     }
     addProcessLine(object, line, stage, requestStarts(obj, m, stage));
@@ -269,6 +279,8 @@ void PluginLogReader::addEnableLine(int object, const LogLine& line, int stage, 
     c.enable.onceSeen |= onceBit(line.message);
     ++c.lines;
     LineRules::enable(c.enable, line.message);
+    support(c, line);
+    countOutstanding(object, m_callCapture);
 }
 
 void PluginLogReader::addProcessLine(int object, const LogLine& line, int stage, bool starts) {
@@ -292,6 +304,43 @@ void PluginLogReader::addProcessLine(int object, const LogLine& line, int stage,
     c.process.onceSeen |= onceBit(line.message);
     ++c.lines;
     LineRules::process(c.process, line.message);
+    support(c, line);
+    countOutstanding(object, m_callCapture);
+}
+
+void PluginLogReader::support(Capture& c, const LogLine& line) {
+    if (!m_keepLines)
+        return;
+    if (c.supporting.size() >= kMaxSupportingLines) {
+        ++c.supportingDropped;
+        return;
+    }
+    SupportingLine kept;
+    kept.source = static_cast<int>(m_sources.size()) - 1;
+    kept.number = line.lineNumber;
+    kept.text = (line.time.empty() ? std::string() : line.time + " ") + line.level + " " +
+                line.tag + ": " + line.text.substr(0, kMaxSupportingText);
+    c.supporting.push_back(std::move(kept));
+}
+
+// The plugin counts a request from its admission to the end of a successful run (the "finish"
+// line); a request that failed or was copied stays counted for the life of the object, and two
+// such refuse every later decision. The reader keeps the same count per object.
+void PluginLogReader::countOutstanding(int object, int index) {
+    Capture& c = m_captures[index];
+    std::vector<int>& outstanding = m_objects[object].outstanding;
+    const bool admitted = c.enable.tagWritten || c.enable.final == 1 || c.process.seen;
+    if (admitted && !c.admissionCounted) {
+        c.admissionCounted = true;
+        outstanding.push_back(index);
+        if (outstanding.size() > kMaxOutstanding)
+            outstanding.erase(outstanding.begin());
+    }
+    if (c.process.processCount && !c.finishCounted) {
+        c.finishCounted = true;
+        outstanding.erase(std::remove(outstanding.begin(), outstanding.end(), index),
+                          outstanding.end());
+    }
 }
 
 void PluginLogReader::feedText(std::string_view text) {

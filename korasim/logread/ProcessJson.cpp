@@ -165,7 +165,22 @@ std::string describeProcess(const Capture& c) {
     return r.id == "unknown" ? "path unknown: " + r.text : r.id + " (" + r.text + ")";
 }
 
-json toJson(const Capture& c) {
+namespace {
+
+json supportingJson(const Capture& c, const std::vector<std::string>& sources) {
+    json lines = json::array();
+    for (const SupportingLine& l : c.supporting) {
+        json line = {{"line", l.number}, {"text", l.text}};
+        if (l.source >= 0 && static_cast<size_t>(l.source) < sources.size())
+            line["source"] = sources[static_cast<size_t>(l.source)];
+        lines.push_back(std::move(line));
+    }
+    return lines;
+}
+
+}  // namespace
+
+json toJson(const Capture& c, const std::vector<std::string>& sources) {
     json unknown = json::array();
     const EnableFacts& e = c.enable;
     if (!e.seen && c.process.seen)
@@ -188,7 +203,10 @@ json toJson(const Capture& c) {
             {"objectAddress", c.objectAddress.empty() ? json(nullptr) : json(c.objectAddress)},
             {"enable", enableJson(c)},
             {"process", c.process.seen ? processJson(c) : json(nullptr)},
-            {"unknown", unknown}};
+            {"unknown", unknown},
+            {"outstandingBefore", c.outstandingBefore},
+            {"lines", supportingJson(c, sources)},
+            {"linesNotKept", c.supportingDropped}};
 }
 
 }  // namespace korasim::logread

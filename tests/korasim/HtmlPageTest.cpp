@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <regex>
 #include <sstream>
 
 #include <gtest/gtest.h>
@@ -219,10 +220,64 @@ TEST(HtmlPageExplain, OneSectionPerCaptureWithTheChecklist) {
     EXPECT_EQ(count(dom, R"(class="capture")"), 2u);
     EXPECT_EQ(count(dom, R"(<li class="check)"), 4u);  // three checks, the second capture's answer
     EXPECT_EQ(count(dom, R"(class="check deciding" data-result="fail">free memory)"), 1u);
-    EXPECT_NE(dom.find(R"(data-result="not reached">controller flag)"), std::string::npos);
+    EXPECT_NE(dom.find(R"(data-result="not reached">controller flag: <code>not read</code>)"),
+              std::string::npos);
     EXPECT_NE(dom.find(R"(data-path="initFailed")"), std::string::npos);
     EXPECT_NE(dom.find("hidden by log gates"), std::string::npos);
     screenshot(scratch, page, "explain");
 }
 
 }  // namespace
+
+namespace {
+
+// The ids of the sections and the targets of the overview's links in a rendered explain page.
+std::vector<std::string> all(const std::string& dom, const std::string& pattern) {
+    std::vector<std::string> found;
+    const std::regex re(pattern);
+    for (std::sregex_iterator it(dom.begin(), dom.end(), re), end; it != end; ++it)
+        found.push_back((*it)[1]);
+    return found;
+}
+
+}  // namespace
+
+// explain's page of a field log: an overview row per capture linking to its section, each
+// section with its lines numbered as in the file, the header in words.
+TEST(HtmlPageExplain, OverviewRowsLinkToTheirSectionsWithTheLogLines) {
+    Scratch scratch;
+    const std::string log = std::string(KORASIM_FIXTURES) + "/field-report.log";
+    const std::string page = scratch.path("explain.html");
+    const Result r =
+        runKorasim(scratch, {"explain", log, "--html", page, "--json", scratch.path("e.json")});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    std::ifstream in(scratch.path("e.json"));
+    const json explain = json::parse(in);
+    const std::string dom = renderedDom(scratch, page, 0);
+    const size_t captures = explain.at("captures").size();
+    EXPECT_EQ(count(dom, R"(<tr class="capture-row">)"), captures);
+    const std::vector<std::string> sections =
+        all(dom, R"re(<section class="capture" id="([^"]+)")re");
+    ASSERT_EQ(sections.size(), captures);
+    const std::vector<std::string> links =
+        all(dom, R"re(<tr class="capture-row"><td><a href="#([^"]+)")re");
+    EXPECT_EQ(links, sections);
+    // The first capture's first line is the file's line 7.
+    EXPECT_NE(
+        dom.find(
+            R"(<td class="mono line-number">7</td><td class="mono msg">11-22 18:43:10.123 I SDSR: )"),
+        std::string::npos);
+    EXPECT_EQ(count(dom, R"(class="mono line-number")"), [&] {
+        size_t lines = 0;
+        for (const auto& c : explain.at("captures"))
+            lines += c.at("lines").size();
+        return lines;
+    }());
+    // What people see (the page before its data and script) names no raw key and no empty list.
+    const std::string shown = dom.substr(0, dom.find("<script"));
+    for (const char* raw : {"cutLines", "unattributedSamples", "pluginLines", "[]"})
+        EXPECT_EQ(shown.find(raw), std::string::npos) << raw;
+    for (const char* words : {"cut lines", "samples not attributed to a capture", "plugin objects"})
+        EXPECT_NE(shown.find(words), std::string::npos) << words;
+    screenshot(scratch, page, "explain-field-report");
+}
