@@ -8,12 +8,14 @@
 #include <string>
 
 #include "cli/CommandOptions.h"
+#include "cli/TraceOutput.h"
 #include "common/TextFile.h"
 #include "logread/CompletedCaptures.h"
 #include "logread/LogInputs.h"
 #include "logread/PluginLog.h"
 #include "logread/SessionOut.h"
 #include "report/Page.h"
+#include "trace/ExplainTrace.h"
 
 namespace fs = std::filesystem;
 using nlohmann::json;
@@ -119,6 +121,7 @@ int writeOutputs(const ExplainOptions& o, const Explained& e, const json& docume
         }
         printf("page: %s\n", o.htmlFile.c_str());
     }
+    writeTrace(trace::explainTrace(document), o.traceFile);
     if (!o.sessionDir.empty()) {
         for (size_t i = 0; i < e.shown.size(); ++i) {
             char file[64];
@@ -181,6 +184,7 @@ CLI::App* addExplainCommand(CLI::App& app, ExplainOptions& o) {
     explain->add_flag("--details", o.details, "every check, cost and dump under each capture");
     explain->add_option("--html", o.htmlFile, "writes the captures as one HTML page")
         ->option_text("FILE");
+    addTraceOption(*explain, o.traceFile);
     explain->footer(
         "With -, standard input is read as it arrives (adb logcat | korasim explain -): each\n"
         "capture is printed as soon as it is complete, the summary at the end.\n"
@@ -191,6 +195,7 @@ CLI::App* addExplainCommand(CLI::App& app, ExplainOptions& o) {
 }
 
 int explainCommand(const ExplainOptions& o) {
+    checkTracePath(o.traceFile);
     logread::PluginLogReader reader;
     logread::LogInputs inputs(reader);
     const bool live = std::find(o.logs.begin(), o.logs.end(), "-") != o.logs.end();
@@ -203,7 +208,7 @@ int explainCommand(const ExplainOptions& o) {
             continue;
         e.shown.push_back(dated(c, inputs.year()));
         // The JSON of thousands of captures is built only when someone reads it.
-        if (!o.jsonFile.empty() || !o.htmlFile.empty())
+        if (!o.jsonFile.empty() || !o.htmlFile.empty() || !o.traceFile.empty())
             e.captures.push_back(logread::toJson(e.shown.back()));
     }
     const json document = {{"log", name},

@@ -68,6 +68,15 @@ struct ProcessFacts {
     bool boostFailed = false, boostReleased = false;
 };
 
+// A line of a capture as the log stamped it, for explain's timeline: its time as printed, its
+// place among the plugin's lines, and the step of the call it belongs to.
+struct Stamp {
+    std::string time;
+    size_t order = 0;
+    bool request = false;  // a processRequest line, else an isEnabled line
+    int stage = 0;
+};
+
 struct Capture {
     std::string time;
     int pid = 0;
@@ -80,6 +89,7 @@ struct Capture {
     bool debugLinesSeen = false;  // any D line of the plugin in this process
     std::string hiddenBy;         // what closed the gates, e.g. "level 5, groups 0x2"
     int lines = 0;
+    std::vector<Stamp> stamps;
 };
 
 // Which call of the plugin printed the lines being fed. A field log does not say, so the order
@@ -179,6 +189,8 @@ bool readLogFile(const std::string& path, PluginLogReader& reader, std::string* 
 nlohmann::json enableJson(const Capture& capture);
 nlohmann::json processJson(const Capture& capture);
 nlohmann::json toJson(const Capture& capture);
+// The stamps of the lines that bound the capture's calls and steps ("timeline" of toJson).
+nlohmann::json timelineJson(const Capture& capture);
 // One line for people: answer or path, with the deciding value.
 std::string describeEnable(const Capture& capture);
 std::string describeProcess(const Capture& capture);

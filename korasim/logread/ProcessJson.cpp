@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "CaptureText.h"
+#include "LineRules.h"
 #include "PluginLog.h"
 
 namespace korasim::logread {
@@ -165,6 +166,40 @@ std::string describeProcess(const Capture& c) {
     return r.id == "unknown" ? "path unknown: " + r.text : r.id + " (" + r.text + ")";
 }
 
+json timelineJson(const Capture& c) {
+    const auto entry = [](const Stamp& s, const char* step) {
+        return json{{"time", s.time},
+                    {"order", s.order},
+                    {"call", s.request ? "processRequest" : "isEnabled"},
+                    {"step", step}};
+    };
+    json out = json::array();
+    for (const bool request : {false, true}) {
+        const Stamp* first = nullptr;
+        const Stamp* last = nullptr;
+        for (const Stamp& s : c.stamps) {
+            if (s.request != request)
+                continue;
+            first = first != nullptr ? first : &s;
+            last = &s;
+            const char* step = !request              ? nullptr
+                               : s.stage == kBoost   ? "boost"
+                               : s.stage == kInit    ? "Init"
+                               : s.stage == kRun     ? "Run"
+                               : s.stage == kUnit    ? "Unit"
+                               : s.stage == kRelease ? "release"
+                                                     : nullptr;
+            if (step != nullptr)
+                out.push_back(entry(s, step));
+        }
+        if (first != nullptr) {
+            out.push_back(entry(*first, "start"));
+            out.push_back(entry(*last, "end"));
+        }
+    }
+    return out;
+}
+
 json toJson(const Capture& c) {
     json unknown = json::array();
     const EnableFacts& e = c.enable;
@@ -188,7 +223,8 @@ json toJson(const Capture& c) {
             {"objectAddress", c.objectAddress.empty() ? json(nullptr) : json(c.objectAddress)},
             {"enable", enableJson(c)},
             {"process", c.process.seen ? processJson(c) : json(nullptr)},
-            {"unknown", unknown}};
+            {"unknown", unknown},
+            {"timeline", timelineJson(c)}};
 }
 
 }  // namespace korasim::logread

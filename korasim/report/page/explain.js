@@ -2,7 +2,7 @@
 function explainPage(data, app) {
   const x = data.explain || {}, captures = x.captures || [];
   app.append(el("section", {id: "header"}, el("h1", {}, "korasim explain: " + (x.source || x.file || "log")),
-    kvTable(Object.entries(x).filter(([k]) => k !== "captures"))));
+    kvTable(Object.entries(x).filter(([k]) => k !== "captures"))), traceTimeline(data.trace) || "");
   captures.forEach((c, i) => {
     const e = c.enable || {}, p = c.process;
     const body = [el("h2", {}, `Capture ${i + 1}: ${c.time || ""} pid ${text(c.pid)} object ${text(c.object)}`),
