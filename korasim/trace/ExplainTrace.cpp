@@ -1,6 +1,7 @@
 #include "trace/ExplainTrace.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <limits>
 #include <map>
 #include <optional>
@@ -198,7 +199,11 @@ json explainTrace(const json& explain) {
     TraceDocument trace;
     const json captures = explain.value("captures", json::array());
     const LogClock clock(captures);
-    Tracks tracks(trace, explain.value("log", std::string("log")));
+    // One log file names its processes by its file name; several keep the names as given.
+    std::string log = explain.value("log", std::string("log"));
+    if (log.find(' ') == std::string::npos && !std::filesystem::path(log).filename().empty())
+        log = std::filesystem::path(log).filename().string();
+    Tracks tracks(trace, log);
     for (const auto& capture : captures) {
         const Moments m = momentsOf(capture, clock);
         if (m.first.empty())

@@ -11,7 +11,7 @@ function svg(tag, attrs, ...children) {
 const traceColours = {step: "#4a78c2", capture: "#7a6bb8", boost: "#b0812a", algorithm: "#2f9e6b", dump: "#c4563c"};
 const usText = (us) => (us >= 1000 ? (us / 1000).toFixed(us < 10000 ? 3 : 1) + " ms" : us + " us");
 // Axis labels: round numbers in the unit that fits.
-const axisText = (us) => (us >= 1e6 ? +(us / 1e6).toFixed(3) + " s" : us >= 1000 ? +(us / 1000).toFixed(3) + " ms" : us + " us");
+const axisText = (us) => (us === 0 ? "0" : us >= 1e6 ? +(us / 1e6).toFixed(3) + " s" : us >= 1000 ? +(us / 1000).toFixed(3) + " ms" : us + " us");
 
 // Tracks in the trace's order (process, then sort index), each with its spans and their depth.
 function traceTracks(events) {
