@@ -8,7 +8,7 @@ void CameraDFX::ReportToDFX(DFXErrorCode code, int module) {
     // Reporting never throws into the caller: a report that cannot be stored is dropped.
     try {
         s.dfxReports.push_back(
-            korahost::DfxReport{int32_t(code), module, korahost::detail::nowUs()});
+            korahost::DfxReport{int32_t(code), module, korahost::detail::realtimeUs()});
     } catch (...) {
     }
 }

@@ -126,10 +126,11 @@ json perfLockJson() {
                 break;
         }
         if (kind != nullptr) {
-            perf.push_back({{"event", kind},
-                            {"durationMs", e.durationMs},
-                            {"algo", e.algo},
-                            {"timeUs", e.timeUs}});
+            json event = {{"event", kind}, {"durationMs", e.durationMs}, {"algo", e.algo}};
+            // Acquire and release bound the boost on the timeline.
+            if (e.kind != korahost::PerfEventKind::CreateFailed)
+                event["timeUs"] = e.timeUs;
+            perf.push_back(event);
         }
     }
     return perf;
