@@ -8,6 +8,8 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <regex>
+#include <sstream>
 
 #include <gtest/gtest.h>
 
@@ -179,6 +181,39 @@ TEST(Trace, ExplainPutsEachCaptureAtItsLogTime) {
         EXPECT_EQ((*run)["dur"], std::llround(c["process"]["costs"]["runMs"].get<double>() * 1000));
     }
     EXPECT_EQ(processed, 1u);
+}
+
+// The brief layout prints no time: the captures still follow each other in the log's order.
+TEST(Trace, ALogWithoutStampsKeepsTheOrderOfItsLines) {
+    Scratch scratch;
+    std::ifstream in(std::string(KORASIM_FIXTURES) + "/field-report.log");
+    const std::regex threadtime(R"(^\S+ \S+\s+(\d+)\s+\d+ (\w) (\S+)\s*: (.*)$)");
+    std::ostringstream brief;
+    for (std::string line; std::getline(in, line);)
+        brief << std::regex_replace(line, threadtime, "$2/$3($1): $4") << "\n";
+    scratch.write("brief.log", brief.str());
+    const Result r =
+        runKorasim(scratch, {"explain", scratch.path("brief.log"), "--json", scratch.path("x.json"),
+                             "--trace", scratch.path("t.json")});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    const size_t expected = readJson(scratch.path("x.json"))["captures"].size();
+    ASSERT_GT(expected, 3u);
+    std::vector<json> captures;
+    for (const auto& [key, spans] : checkShape(readJson(scratch.path("t.json")))) {
+        for (const auto& s : spans) {
+            if (s["cat"] == "capture")
+                captures.push_back(s);
+        }
+    }
+    ASSERT_EQ(captures.size(), expected);
+    std::sort(captures.begin(), captures.end(),
+              [](const json& a, const json& b) { return a["ts"] < b["ts"]; });
+    for (size_t i = 0; i < captures.size(); ++i) {
+        EXPECT_TRUE(captures[i]["args"].contains("placed")) << captures[i].dump();
+        if (i > 0) {
+            EXPECT_GT(captures[i]["ts"], captures[i - 1]["ts"]);
+        }
+    }
 }
 
 TEST(Trace, AMissingFolderIsAnErrorAndNeverCreated) {
