@@ -28,7 +28,8 @@ function traceTracks(events) {
   const pids = [...new Set([...tracks.values()].map((t) => t.pid))];
   const list = [...tracks.values()].sort((a, b) => pids.indexOf(a.pid) - pids.indexOf(b.pid) || (order[a.key] || 0) - (order[b.key] || 0));
   for (const t of list) {
-    t.name = (names[t.pid] ? names[t.pid] + " / " : "") + (names[t.key] || "track " + t.key);
+    t.process = names[t.pid] || "process " + t.pid;
+    t.name = names[t.key] || "track " + t.key;
     t.spans.sort((a, b) => a.ts - b.ts || b.dur - a.dur);
     const open = [];
     for (const s of t.spans) {
@@ -62,16 +63,22 @@ function drawTimeline(box, tracks, from, to) {
   ticks.append(svg("rect", {x: labelWidth, y: 0, width: chart, height: 14, fill: "transparent"}));
   ticks.addEventListener("click", () => drawTimeline(box, tracks, box.fullFrom, box.fullTo));
   parts.push(ticks);
+  let process = null;
   for (const t of tracks) {
+    if (t.process !== process) {
+      process = t.process;
+      parts.push(svg("text", {x: 4, y: y + 12, "font-size": 12, "font-weight": 600, fill: "#5a6272"}, process));
+      y += 18;
+    }
     const g = svg("g", {class: "trace-track", "data-track": t.name});
-    g.append(svg("text", {x: 4, y: y + 13, "font-size": 12, fill: "#1d2330"}, t.name.length > 30 ? "…" + t.name.slice(-29) : t.name));
+    g.append(svg("text", {x: 4, y: y + 13, "font-size": 12, fill: "#1d2330"}, t.name.length > 30 ? t.name.slice(0, 29) + "…" : t.name));
     for (const s of t.spans) {
       if (s.ts + s.dur < from || s.ts > to) continue;
       const left = Math.max(x(s.ts), labelWidth), right = Math.min(x(s.ts + s.dur), labelWidth + chart);
       const w = Math.max(right - left, 1), top = y + s.depth * row;
       const bar = svg("g", {class: "trace-span", "data-name": s.name, "data-cat": s.cat, "data-depth": s.depth, style: "cursor:zoom-in"},
         svg("title", {}, spanTitle(s)),
-        svg("rect", {x: left, y: top + 1, width: w, height: row - 3, rx: 2, fill: traceColours[s.cat] || "#8a90a0", opacity: s.args && s.args.placed ? 0.6 : 1}));
+        svg("rect", {x: left, y: top + 1, width: w, height: row - 3, rx: 2, stroke: "#fff", fill: traceColours[s.cat] || "#8a90a0", opacity: s.args && s.args.placed ? 0.6 : 1}));
       if (w > 40) bar.append(svg("text", {x: left + 3, y: top + 12, "font-size": 11, fill: "#fff", "pointer-events": "none"},
         (s.name + " " + usText(s.dur)).slice(0, Math.floor(w / 6.5))));
       bar.addEventListener("click", () => drawTimeline(box, tracks, s.ts, s.ts + Math.max(s.dur, 1)));
