@@ -7,7 +7,8 @@ void CameraDFX::ReportToDFX(DFXErrorCode code, int module) {
     std::lock_guard<std::mutex> guard(s.lock);
     // Reporting never throws into the caller: a report that cannot be stored is dropped.
     try {
-        s.dfxReports.push_back(korahost::DfxReport{int32_t(code), module});
+        s.dfxReports.push_back(
+            korahost::DfxReport{int32_t(code), module, korahost::detail::realtimeUs()});
     } catch (...) {
     }
 }

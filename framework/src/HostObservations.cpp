@@ -1,4 +1,5 @@
 #include <sys/time.h>
+#include <time.h>
 
 #include "HostState.h"
 #include "VoLog.h"
@@ -16,6 +17,12 @@ int64_t nowUs() {
     timeval tv{};
     gettimeofday(&tv, nullptr);
     return int64_t(tv.tv_sec) * 1000000 + tv.tv_usec;
+}
+
+int64_t realtimeUs() {
+    timespec ts{};
+    clock_gettime(CLOCK_REALTIME, &ts);
+    return int64_t(ts.tv_sec) * 1000000 + ts.tv_nsec / 1000;
 }
 
 }  // namespace detail

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <vector>
 
+#include "cli/TraceOutput.h"
 #include "common/ByteSize.h"
 #include "session/MemoryBudget.h"
 
@@ -84,6 +85,7 @@ void addSessionOptions(CLI::App& command, SessionArgs& args) {
                     "the output images, as raw and PNG pictures, and copies of the dumps")
         ->option_text("DIR");
     command.add_option("--html", args.html, "writes the run as one HTML page")->option_text("FILE");
+    addTraceOption(command, args.trace);
     // A value only as `--logcat=FILTER` (joinLogcatFilter reads `--logcat FILTER` as that). No
     // value expected as (0, 0), not (0): that would make it a flag whose bare form means "true".
     command

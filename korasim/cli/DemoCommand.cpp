@@ -10,12 +10,14 @@
 #include "LibraryControl.h"
 #include "cli/Commands.h"
 #include "cli/SessionRun.h"
+#include "cli/TraceOutput.h"
 #include "image/Lettering.h"
 #include "image/Measures.h"
 #include "image/Pictures.h"
 #include "image/Png.h"
 #include "image/YuvRgb.h"
 #include "report/PageRecorder.h"
+#include "trace/RunTrace.h"
 
 namespace fs = std::filesystem;
 using nlohmann::json;
@@ -39,6 +41,7 @@ int commandDemo(DemoArgs args) {
     if (args.common.outDir.empty())
         args.common.outDir = "out/demo";
     const std::string outDir = args.common.outDir;
+    checkTracePath(args.common.trace);
     if (args.threads > 0)
         setenv("SDSR_REFERENCE_THREADS", std::to_string(args.threads).c_str(), 1);
     const int width = 4000, height = 3000;
@@ -143,6 +146,7 @@ int commandDemo(DemoArgs args) {
     page.write(runner.report());
     if (page.enabled())
         printf("page: %s\n", page.path().c_str());
+    writeTrace(trace::runTrace(runner.report()), args.common.trace);
     return 0;
 }
 

@@ -9,12 +9,14 @@
 
 #include "cli/CommandOptions.h"
 #include "cli/ExplainDetails.h"
+#include "cli/TraceOutput.h"
 #include "common/TextFile.h"
 #include "logread/CompletedCaptures.h"
 #include "logread/LogInputs.h"
 #include "logread/PluginLog.h"
 #include "logread/SessionOut.h"
 #include "report/Page.h"
+#include "trace/ExplainTrace.h"
 
 namespace fs = std::filesystem;
 using nlohmann::json;
@@ -99,6 +101,7 @@ int writeOutputs(const ExplainOptions& o, const Explained& e, const json& docume
         }
         printf("page: %s\n", o.htmlFile.c_str());
     }
+    writeTrace(trace::explainTrace(document), o.traceFile);
     if (!o.sessionDir.empty()) {
         for (size_t i = 0; i < e.shown.size(); ++i) {
             char file[64];
@@ -161,6 +164,7 @@ CLI::App* addExplainCommand(CLI::App& app, ExplainOptions& o) {
     explain->add_flag("--details", o.details, "every check, cost and dump under each capture");
     explain->add_option("--html", o.htmlFile, "writes the captures as one HTML page")
         ->option_text("FILE");
+    addTraceOption(*explain, o.traceFile);
     explain->footer(
         "With -, standard input is read as it arrives (adb logcat | korasim explain -): each\n"
         "capture is printed as soon as it is complete, the summary at the end.\n"
@@ -171,6 +175,7 @@ CLI::App* addExplainCommand(CLI::App& app, ExplainOptions& o) {
 }
 
 int explainCommand(const ExplainOptions& o) {
+    checkTracePath(o.traceFile);
     logread::PluginLogReader reader;
     // The JSON and the page list each capture's lines with their line numbers.
     reader.keepLines(o.details || !o.jsonFile.empty() || !o.htmlFile.empty());
@@ -185,7 +190,7 @@ int explainCommand(const ExplainOptions& o) {
             continue;
         e.shown.push_back(dated(c, inputs.year()));
         // The JSON of thousands of captures is built only when someone reads it.
-        if (!o.jsonFile.empty() || !o.htmlFile.empty())
+        if (!o.jsonFile.empty() || !o.htmlFile.empty() || !o.traceFile.empty())
             e.captures.push_back(logread::toJson(e.shown.back(), reader.sources()));
     }
     const json document = {{"log", name},

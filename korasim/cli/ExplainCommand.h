@@ -13,7 +13,8 @@ namespace korasim {
 struct ExplainOptions {
     std::vector<std::string> logs;
     std::string jsonFile, sessionDir, htmlFile;
-    int pid = 0;  // 0: every process
+    std::string traceFile;  // --trace FILE
+    int pid = 0;            // 0: every process
     bool details = false;
 };
 

@@ -96,6 +96,8 @@ int commandReplay(const ReplayArgs& args) {
         throw UsageError(e.what());
     }
     if (fs::is_directory(args.input)) {
+        if (!args.common.trace.empty())
+            throw UsageError("--trace takes the replay of one dump, not of a folder");
         try {
             return replayFolder(args.input, passedOn(args));
         } catch (const std::invalid_argument& e) {

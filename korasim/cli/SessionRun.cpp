@@ -6,12 +6,14 @@
 #include <fstream>
 #include <vector>
 
+#include "cli/TraceOutput.h"
 #include "common/ByteSize.h"
 #include "common/TextFile.h"
 #include "replay/DumpComparison.h"
 #include "report/PageRecorder.h"
 #include "session/Expect.h"
 #include "session/MemoryBudget.h"
+#include "trace/RunTrace.h"
 
 namespace fs = std::filesystem;
 using nlohmann::json;
@@ -48,6 +50,7 @@ void printSummary(const Runner& runner) {
 
 int runSession(const Session& session, const SessionArgs& args, const std::string& name,
                const std::string& compare) {
+    checkTracePath(args.trace);
     checkMemoryBudget(session,
                       args.maxMemory.empty() ? kDefaultMemoryBudget : parseBytes(args.maxMemory));
     Runner runner(session, runOptions(args, name));
@@ -73,6 +76,7 @@ int runSession(const Session& session, const SessionArgs& args, const std::strin
     page.write(report);
     if (page.enabled())
         printf("page: %s\n", page.path().c_str());
+    writeTrace(trace::runTrace(report), args.trace);
     return reportExpectations(session, report);
 }
 

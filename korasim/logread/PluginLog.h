@@ -82,6 +82,15 @@ struct SupportingLine {
 constexpr size_t kMaxSupportingLines = 64;
 constexpr size_t kMaxSupportingText = 1024;
 
+// A line of a capture as the log stamped it, for explain's timeline: its time as printed, its
+// place among the plugin's lines, and the step of the call it belongs to.
+struct Stamp {
+    std::string time;
+    size_t order = 0;
+    bool request = false;  // a processRequest line, else an isEnabled line
+    int stage = 0;
+};
+
 struct Capture {
     std::string time;
     int pid = 0;
@@ -103,6 +112,7 @@ struct Capture {
     bool objectCreationSeen = false;
     bool admissionCounted = false;  // this capture's admission is in its object's count
     bool finishCounted = false;     // and so is the end of its request
+    std::vector<Stamp> stamps;
 };
 
 // Which call of the plugin printed the lines being fed. A field log does not say, so the order
@@ -215,6 +225,8 @@ nlohmann::json enableJson(const Capture& capture);
 nlohmann::json processJson(const Capture& capture);
 // With `sources` (the reader's), the capture's kept lines name the input each came from.
 nlohmann::json toJson(const Capture& capture, const std::vector<std::string>& sources = {});
+// The stamps of the lines that bound the capture's calls and steps ("timeline" of toJson).
+nlohmann::json timelineJson(const Capture& capture);
 // One line for people: answer or path, with the deciding value.
 std::string describeEnable(const Capture& capture);
 std::string describeProcess(const Capture& capture);

@@ -278,6 +278,7 @@ void PluginLogReader::addEnableLine(int object, const LogLine& line, int stage, 
     c.enable.stage = std::max(c.enable.stage, stage);
     c.enable.onceSeen |= onceBit(line.message);
     ++c.lines;
+    c.stamps.push_back({line.time, m_pluginLines, false, stage});
     LineRules::enable(c.enable, line.message);
     support(c, line);
     countOutstanding(object, m_callCapture);
@@ -303,6 +304,7 @@ void PluginLogReader::addProcessLine(int object, const LogLine& line, int stage,
     m_openRequests += int(isOpen(c.process.stage)) - int(wasOpen);
     c.process.onceSeen |= onceBit(line.message);
     ++c.lines;
+    c.stamps.push_back({line.time, m_pluginLines, true, stage});
     LineRules::process(c.process, line.message);
     support(c, line);
     countOutstanding(object, m_callCapture);

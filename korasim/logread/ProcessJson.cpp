@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "CaptureText.h"
+#include "LineRules.h"
 #include "PluginLog.h"
 
 namespace korasim::logread {
@@ -180,6 +181,40 @@ json supportingJson(const Capture& c, const std::vector<std::string>& sources) {
 
 }  // namespace
 
+json timelineJson(const Capture& c) {
+    const auto entry = [](const Stamp& s, const char* step) {
+        return json{{"time", s.time},
+                    {"order", s.order},
+                    {"call", s.request ? "processRequest" : "isEnabled"},
+                    {"step", step}};
+    };
+    json out = json::array();
+    for (const bool request : {false, true}) {
+        const Stamp* first = nullptr;
+        const Stamp* last = nullptr;
+        for (const Stamp& s : c.stamps) {
+            if (s.request != request)
+                continue;
+            first = first != nullptr ? first : &s;
+            last = &s;
+            const char* step = !request              ? nullptr
+                               : s.stage == kBoost   ? "boost"
+                               : s.stage == kInit    ? "Init"
+                               : s.stage == kRun     ? "Run"
+                               : s.stage == kUnit    ? "Unit"
+                               : s.stage == kRelease ? "release"
+                                                     : nullptr;
+            if (step != nullptr)
+                out.push_back(entry(s, step));
+        }
+        if (first != nullptr) {
+            out.push_back(entry(*first, "start"));
+            out.push_back(entry(*last, "end"));
+        }
+    }
+    return out;
+}
+
 json toJson(const Capture& c, const std::vector<std::string>& sources) {
     json unknown = json::array();
     const EnableFacts& e = c.enable;
@@ -206,7 +241,8 @@ json toJson(const Capture& c, const std::vector<std::string>& sources) {
             {"unknown", unknown},
             {"outstandingBefore", c.outstandingBefore},
             {"lines", supportingJson(c, sources)},
-            {"linesNotKept", c.supportingDropped}};
+            {"linesNotKept", c.supportingDropped},
+            {"timeline", timelineJson(c)}};
 }
 
 }  // namespace korasim::logread

@@ -7,6 +7,8 @@
 #include <stdexcept>
 
 #include "PageAssets.h"
+#include "trace/ExplainTrace.h"
+#include "trace/RunTrace.h"
 
 namespace fs = std::filesystem;
 using nlohmann::json;
@@ -129,12 +131,17 @@ void writeRunPage(const json& report, const std::vector<StepPictures>& pictures,
             {"inputCrop", picture(p.inputCrop, prefix + "input-crop.png")},
             {"outputCrop", picture(p.outputCrop, prefix + "output-crop.png")}};
     }
-    const json data = {{"kind", "run"}, {"report", report}, {"pictures", images}};
+    const json data = {{"kind", "run"},
+                       {"report", report},
+                       {"pictures", images},
+                       {"trace", trace::runTrace(report)}};
     writePage(path, "korasim: " + report.value("session", std::string("run")), data);
 }
 
 void writeExplainPage(const json& explain, const std::string& path) {
-    writePage(path, "korasim explain", json{{"kind", "explain"}, {"explain", explain}});
+    writePage(
+        path, "korasim explain",
+        json{{"kind", "explain"}, {"explain", explain}, {"trace", trace::explainTrace(explain)}});
 }
 
 }  // namespace korasim::html

@@ -106,6 +106,7 @@ std::string Runner::Impl::processRequest(size_t index, const Step& s, Slot& slot
 
     const auto start = std::chrono::steady_clock::now();
     const int ret = slot.object->processRequest(&request);
+    out["startUs"] = offsetUs(sessionStart, start);
     out["durationMs"] = elapsedMs(start);
     out["return"] = ret;
     logs = korahost::takeLogs();

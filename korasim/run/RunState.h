@@ -30,6 +30,9 @@ using nlohmann::json;
 // `value` with `decimals` decimals, for the summary lines.
 std::string fixed(double value, int decimals);
 double elapsedMs(std::chrono::steady_clock::time_point start);
+// Microseconds from `origin` to `moment`: where a step starts on the session's timeline.
+int64_t offsetUs(std::chrono::steady_clock::time_point origin,
+                 std::chrono::steady_clock::time_point moment);
 json logJson(const korahost::LogRecord& r);
 // The buffer the plugin works on: the first of the lowest port.
 size_t primaryIndex(const std::vector<BufferSpec>& buffers);
@@ -59,6 +62,9 @@ struct Runner::Impl {
     // Labels of containers and planes the plugin may mention.
     std::map<const void*, std::string> labels;
     std::unique_ptr<LogEcho> echo;  // with --logcat
+    // The session's start: steps report their start from here ("startUs"), the report holds
+    // the wall clock of the same moment ("startTimeUs") for the wall-clock observations.
+    std::chrono::steady_clock::time_point sessionStart;
 
     json& report;
     std::vector<std::string>& summary;

@@ -31,6 +31,10 @@ int32_t processingTime(void* owner, uint64_t) {
 }  // namespace
 
 void Runner::Impl::load() {
+    sessionStart = std::chrono::steady_clock::now();
+    const int64_t wallStartUs = std::chrono::duration_cast<std::chrono::microseconds>(
+                                    std::chrono::system_clock::now().time_since_epoch())
+                                    .count();
     korahost::resetObservations();
     korahost::clearProperties();
     for (const auto& p : session.properties)
@@ -68,6 +72,7 @@ void Runner::Impl::load() {
     report["properties"] = session.properties;
     report["device"] = deviceSummary(session.device);
     report["logGates"] = logGatesJson(session.log);
+    report["startTimeUs"] = wallStartUs;
     report["steps"] = json::array();
 
     const auto start = std::chrono::steady_clock::now();
@@ -85,6 +90,7 @@ void Runner::Impl::load() {
                                 {"type", provider->plumaGetType()},
                                 {"version", provider->getVersion()}};
     }
+    loadJson["startUs"] = offsetUs(sessionStart, start);
     loadJson["durationMs"] = ms;
     json logs = json::array();
     for (const auto& r : korahost::takeLogs())
@@ -213,8 +219,10 @@ void Runner::Impl::runStep(size_t index) {
     std::vector<korahost::LogRecord> logs;
     const auto start = std::chrono::steady_clock::now();
     const std::string facts = dispatchStep(index, s, out, logs);
-    if (!out.contains("durationMs"))
+    if (!out.contains("durationMs")) {
+        out["startUs"] = offsetUs(sessionStart, start);
         out["durationMs"] = elapsedMs(start);
+    }
     // A request that ran collected its own observations; every other step's are collected here.
     const bool requestRan = s.kind == StepKind::ProcessRequest && !out.contains("skipped");
     if (!requestRan) {

@@ -26,6 +26,11 @@ double elapsedMs(std::chrono::steady_clock::time_point start) {
         .count();
 }
 
+int64_t offsetUs(std::chrono::steady_clock::time_point origin,
+                 std::chrono::steady_clock::time_point moment) {
+    return std::chrono::duration_cast<std::chrono::microseconds>(moment - origin).count();
+}
+
 json logJson(const korahost::LogRecord& r) {
     return json{{"channel", r.channel == korahost::LogChannel::Online ? "online" : "offline"},
                 {"level", std::string(1, r.level)},
@@ -98,7 +103,7 @@ json exifJson(const std::vector<korahost::ExifWriterLog>& exif) {
 json dfxJson() {
     json dfx = json::array();
     for (const auto& d : korahost::takeDfxReports())
-        dfx.push_back({{"code", d.code}, {"module", d.module}});
+        dfx.push_back({{"code", d.code}, {"module", d.module}, {"timeUs", d.timeUs}});
     return dfx;
 }
 
@@ -121,7 +126,11 @@ json perfLockJson() {
                 break;
         }
         if (kind != nullptr) {
-            perf.push_back({{"event", kind}, {"durationMs", e.durationMs}, {"algo", e.algo}});
+            json event = {{"event", kind}, {"durationMs", e.durationMs}, {"algo", e.algo}};
+            // Acquire and release bound the boost on the timeline.
+            if (e.kind != korahost::PerfEventKind::CreateFailed)
+                event["timeUs"] = e.timeUs;
+            perf.push_back(event);
         }
     }
     return perf;
@@ -180,7 +189,11 @@ json Runner::Impl::newDumpsJson() {
             if (!ec)
                 file = copy;
         }
-        dumps.push_back({{"device", device}, {"bytes", f.second.size}, {"file", file}});
+        // The file's modification time: when the plugin finished writing it.
+        dumps.push_back({{"device", device},
+                         {"bytes", f.second.size},
+                         {"file", file},
+                         {"timeUs", f.second.mtimeNs / 1000}});
     }
     dumpsBefore = dumpsNow;
     return dumps;

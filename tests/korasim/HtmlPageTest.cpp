@@ -99,7 +99,9 @@ std::vector<PageCase> pageCases() {
          {R"(data-path="processed")", R"(data-committed="true")",
           // frame 0 of the debug record: sensor mode, exposure, start of exposure
           R"(<td class="mono">0</td><td class="mono">3</td><td class="mono">33000000</td><td class="mono">123456789</td>)",
-          "<td>camera id</td><td class=\"mono\">2</td>", "frame 1280x960, preview 1:2"},
+          "<td>camera id</td><td class=\"mono\">2</td>", "frame 1280x960, preview 1:2",
+          // the timeline: Run nested in the boost, in the request
+          R"(class="trace-span" data-name="Run" data-cat="algorithm" data-depth="2")"},
          4},
         {"initFailed",
          {{"device", {{"algorithm", {{"library", "scripted"}, {"init", -3}}}}}},
@@ -225,6 +227,24 @@ TEST(HtmlPageExplain, OneSectionPerCaptureWithTheChecklist) {
     EXPECT_NE(dom.find(R"(data-path="initFailed")"), std::string::npos);
     EXPECT_NE(dom.find("hidden by log gates"), std::string::npos);
     screenshot(scratch, page, "explain");
+}
+
+// The explain page draws the timeline of a field log: a bar per capture on its object's track.
+TEST(HtmlPageExplain, TimelineOfTheCaptures) {
+    Scratch scratch;
+    const std::string page = scratch.path("explain.html");
+    const Result r =
+        runKorasim(scratch, {"explain", std::string(KORASIM_FIXTURES) + "/field-report.log",
+                             "--html", page, "--json", scratch.path("x.json")});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    std::ifstream in(scratch.path("x.json"));
+    const size_t captures = json::parse(in)["captures"].size();
+    const std::string dom = renderedDom(scratch, page, 0);
+    EXPECT_EQ(count(dom, R"(class="trace-span" data-name="capture #)"), captures);
+    EXPECT_EQ(count(dom, R"(class="trace-track" data-track=")"), 3u);  // #1, #2 in 1234, #3 in 2345
+    EXPECT_NE(dom.find(R"(data-name="Unit" data-cat="algorithm" data-depth="3")"),
+              std::string::npos);
+    screenshot(scratch, page, "explain-timeline");
 }
 
 }  // namespace

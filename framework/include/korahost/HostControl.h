@@ -107,6 +107,7 @@ void clearPublishedExif();
 struct DfxReport {
     int32_t code;
     int module;
+    int64_t timeUs;  // wall clock when reported: the plugin reports right after each call
 };
 std::vector<DfxReport> takeDfxReports();
 

@@ -81,6 +81,6 @@ function explainCapture(c, i, manySources) {
 function explainPage(data, app) {
   const x = data.explain || {}, captures = x.captures || [];
   const manySources = (x.sources || []).length > 1 || (x.sources || []).some((s) => s.includes(":"));
-  app.append(explainHeader(x, captures), explainOverview(captures));
+  app.append(explainHeader(x, captures), explainOverview(captures), traceTimeline(data.trace) || "");
   captures.forEach((c, i) => app.append(explainCapture(c, i, manySources)));
 }
