@@ -55,13 +55,11 @@ int commandDemo(DemoArgs args) {
                                      {"ANDROID_CONTROL_ZOOM_RATIO", 10.0},
                                      {"orvane.snapshot.imageName", "IMG_korasim_demo.jpg"}}}}})}}}};
     const Session session = parseSession(document, fs::current_path().string());
+    const RunOutputs files = runOutputs(args.common);
     RunOptions options = runOptions(args.common, "demo");
     options.writeOutputImages = false;
     Runner runner(session, options);
-    // The demo writes its page beside the report unless told otherwise.
-    html::PageRecorder page(args.noHtml                 ? std::string()
-                            : !args.common.html.empty() ? args.common.html
-                                                        : outDir + "/report.html");
+    html::PageRecorder page(args.noHtml ? std::string() : files.html);
 
     double inSharpness = 0, outSharpness = 0;
     bool processed = false;
@@ -137,9 +135,7 @@ int commandDemo(DemoArgs args) {
     }
     for (const auto& p : pictures)
         printf("picture: %s\n", p.c_str());
-    const std::string path = reportPath(args.common);
-    writeReport(runner.report(), path);
-    printf("report: %s\n", path.c_str());
+    writeReport(runner.report(), files.report);
     page.write(runner.report());
     if (page.enabled())
         printf("page: %s\n", page.path().c_str());

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "cli/CommandOptions.h"
+#include "cli/OutputPaths.h"
 #include "common/TextFile.h"
 #include "logread/CompletedCaptures.h"
 #include "logread/LogInputs.h"
@@ -191,6 +192,7 @@ CLI::App* addExplainCommand(CLI::App& app, ExplainOptions& o) {
 }
 
 int explainCommand(const ExplainOptions& o) {
+    prepareOutputs({o.jsonFile, o.htmlFile}, o.sessionDir);
     logread::PluginLogReader reader;
     logread::LogInputs inputs(reader);
     const bool live = std::find(o.logs.begin(), o.logs.end(), "-") != o.logs.end();
