@@ -6,6 +6,7 @@
 #include <string>
 
 #include "KorasimRunner.h"
+#include "replay/DumpFiles.h"
 
 using nlohmann::json;
 using namespace korasimtest;
@@ -97,6 +98,38 @@ TEST(KorasimReplayGate, AFolderFailsWhenAnyDumpFallsBelow) {
         EXPECT_EQ(report["dumps"][0]["belowMinPsnr"], false);
         EXPECT_EQ(report["dumps"][1]["belowMinPsnr"], exitCode == 3);
         EXPECT_EQ(report["reports"][1]["compare"]["differingBytes"], 320);
+    }
+}
+
+// The plugin stamps each dump with the second it writes it: a capture's output dump may carry a
+// later second than its input dump, but never the time of the next capture's input.
+TEST(KorasimDumpPairs, EachInputFindsTheOutputOfItsOwnCapture) {
+    struct Folder {
+        std::vector<std::string> files;                          // IMG_<file>.NV12
+        std::vector<std::pair<std::string, std::string>> pairs;  // input -> output ("": none)
+    };
+    const std::string a = "_SDSR_96x64_zoom10x_", b = "_SDSR_4000x3000_zoom10x_";
+    const std::vector<Folder> folders = {
+        {{"1_000001" + a + "input", "1_000001" + a + "output"}, {{"1_000001" + a, "1_000001" + a}}},
+        {{"1_000001" + a + "input", "1_000002" + a + "output"}, {{"1_000001" + a, "1_000002" + a}}},
+        {{"1_000001" + a + "input", "1_000002" + a + "output", "1_000003" + a + "input",
+          "1_000004" + a + "output"},
+         {{"1_000001" + a, "1_000002" + a}, {"1_000003" + a, "1_000004" + a}}},
+        {{"1_000001" + a + "input", "1_000002" + a + "input", "1_000003" + a + "output"},
+         {{"1_000001" + a, ""}, {"1_000002" + a, "1_000003" + a}}},
+        {{"1_000001" + a + "input", "1_000001" + b + "output", "1_000000" + a + "output"},
+         {{"1_000001" + a, ""}}},
+    };
+    for (const auto& f : folders) {
+        Scratch scratch;
+        for (const auto& name : f.files)
+            scratch.write("IMG_" + name + ".NV12", "x");
+        for (const auto& [input, output] : f.pairs) {
+            SCOPED_TRACE(f.files.front() + ": " + input);
+            const std::string found =
+                korasim::outputDumpBeside(scratch.path("IMG_" + input + "input.NV12"));
+            EXPECT_EQ(found, output.empty() ? "" : scratch.path("IMG_" + output + "output.NV12"));
+        }
     }
 }
 
