@@ -141,8 +141,13 @@ int commandReplay(const ReplayArgs& args) {
     } catch (const std::invalid_argument& e) {
         throw UsageError(e.what());
     }
-    if (fs::is_directory(args.input))
+    if (fs::is_directory(args.input)) {
+        if (!args.compare.empty())
+            throw UsageError(
+                "--compare names the output dump of one dump; replay DIR compares "
+                "each input dump with the *_output.NV12 beside it");
         return replayFolderCommand(args);
+    }
     if (args.minPsnr && args.compare.empty())
         throw UsageError(
             "--min-psnr needs the device's output to compare with: --compare OUTPUT_DUMP");
