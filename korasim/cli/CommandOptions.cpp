@@ -78,13 +78,17 @@ void addSessionOptions(CLI::App& command, SessionArgs& args) {
         ->option_text("DIR");
     command
         .add_option("--report", args.report,
-                    "the JSON report (default <out>/report.json, else korasim-report.json)")
+                    "the JSON report (default <out>/report.json; none without --out)")
         ->option_text("FILE");
     command
         .add_option("--out", args.outDir,
-                    "the output images, as raw and PNG pictures, and copies of the dumps")
+                    "created when missing: the output images, as raw and PNG pictures, copies of "
+                    "the dumps, report.json and report.html")
         ->option_text("DIR");
-    command.add_option("--html", args.html, "writes the run as one HTML page")->option_text("FILE");
+    command
+        .add_option("--html", args.html,
+                    "writes the run as one HTML page (default <out>/report.html)")
+        ->option_text("FILE");
     addTraceOption(command, args.trace);
     // A value only as `--logcat=FILTER` (joinLogcatFilter reads `--logcat FILTER` as that). No
     // value expected as (0, 0), not (0): that would make it a flag whose bare form means "true".

@@ -25,7 +25,8 @@ struct UsageError : std::runtime_error {
 struct SessionArgs {
     std::string plugin, libDir;  // empty: beside korasim (also $KORASIM_PLUGIN, $KORASIM_LIB_DIR)
     std::string root, outDir, report, html;
-    std::string trace;  // --trace FILE
+    std::string trace;     // --trace FILE
+    std::string pageData;  // a child of `replay DIR`: where its part of the folder's page goes
     bool logcat = false;
     std::string logcatFilter;  // empty: every line
     std::string logcatFormat;  // logcat -v words; empty: threadtime

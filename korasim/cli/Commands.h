@@ -34,6 +34,7 @@ struct ReplayArgs {
     std::optional<std::string> format;
     std::string size, compare, overrides;
     std::optional<double> zoom;
+    std::optional<double> minPsnr;  // exit 3 when a comparison's PSNR is below it
     SessionArgs common;
 };
 CLI::App* addReplayCommand(CLI::App& app, ReplayArgs& args);

@@ -41,7 +41,6 @@ int commandDemo(DemoArgs args) {
     if (args.common.outDir.empty())
         args.common.outDir = "out/demo";
     const std::string outDir = args.common.outDir;
-    checkTracePath(args.common.trace);
     if (args.threads > 0)
         setenv("SDSR_REFERENCE_THREADS", std::to_string(args.threads).c_str(), 1);
     const int width = 4000, height = 3000;
@@ -58,13 +57,11 @@ int commandDemo(DemoArgs args) {
                                      {"ANDROID_CONTROL_ZOOM_RATIO", 10.0},
                                      {"orvane.snapshot.imageName", "IMG_korasim_demo.jpg"}}}}})}}}};
     const Session session = parseSession(document, fs::current_path().string());
+    const RunOutputs files = runOutputs(args.common);
     RunOptions options = runOptions(args.common, "demo");
     options.writeOutputImages = false;
     Runner runner(session, options);
-    // The demo writes its page beside the report unless told otherwise.
-    html::PageRecorder page(args.noHtml                 ? std::string()
-                            : !args.common.html.empty() ? args.common.html
-                                                        : outDir + "/report.html");
+    html::PageRecorder page(args.noHtml ? std::string() : files.html);
 
     double inSharpness = 0, outSharpness = 0;
     bool processed = false;
@@ -140,13 +137,11 @@ int commandDemo(DemoArgs args) {
     }
     for (const auto& p : pictures)
         printf("picture: %s\n", p.c_str());
-    const std::string path = reportPath(args.common);
-    writeReport(runner.report(), path);
-    printf("report: %s\n", path.c_str());
+    writeReport(runner.report(), files.report);
     page.write(runner.report());
     if (page.enabled())
         printf("page: %s\n", page.path().c_str());
-    writeTrace(trace::runTrace(runner.report()), args.common.trace);
+    writeTrace(trace::runTrace(runner.report()), files.trace);
     return 0;
 }
 

@@ -9,6 +9,7 @@
 
 #include "cli/CommandOptions.h"
 #include "cli/ExplainDetails.h"
+#include "cli/OutputPaths.h"
 #include "cli/TraceOutput.h"
 #include "common/TextFile.h"
 #include "logread/CompletedCaptures.h"
@@ -175,7 +176,7 @@ CLI::App* addExplainCommand(CLI::App& app, ExplainOptions& o) {
 }
 
 int explainCommand(const ExplainOptions& o) {
-    checkTracePath(o.traceFile);
+    prepareOutputs({o.jsonFile, o.htmlFile, o.traceFile}, o.sessionDir);
     logread::PluginLogReader reader;
     // The JSON and the page list each capture's lines with their line numbers.
     reader.keepLines(o.details || !o.jsonFile.empty() || !o.htmlFile.empty());

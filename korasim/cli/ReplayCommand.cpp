@@ -5,11 +5,14 @@
 #include <filesystem>
 
 #include "cli/Commands.h"
+#include "cli/OutputPaths.h"
 #include "cli/SessionRun.h"
 #include "common/JsonFile.h"
+#include "common/TextFile.h"
 #include "replay/DumpFiles.h"
 #include "replay/ReplayFolder.h"
 #include "replay/ReplaySession.h"
+#include "report/Page.h"
 
 namespace fs = std::filesystem;
 using nlohmann::json;
@@ -72,15 +75,58 @@ CLI::App* addReplayCommand(CLI::App& app, ReplayArgs& args) {
         ->option_text("Z");
     replay
         ->add_option("--compare", args.compare, "compare the output with the device's output dump")
+        ->check(CLI::ExistingFile)
         ->option_text("DUMP");
+    replay
+        ->add_option("--min-psnr", args.minPsnr,
+                     "exit 3 when the output's PSNR against the device's output is below DB "
+                     "(identical outputs pass)")
+        ->check(finiteNumber())
+        ->option_text("DB");
     replay
         ->add_option("--session", args.overrides,
                      "merged into the generated session as a JSON merge patch")
         ->option_text("OVERRIDES.json");
     addSessionOptions(*replay, args.common);
     addMaxMemoryOption(*replay, args.common.maxMemory);
+    // How a child of `replay DIR` hands its part of the folder's page to its parent; no group:
+    // not listed in --help.
+    replay->add_option("--page-data", args.common.pageData)->group("");
     return replay;
 }
+
+namespace {
+
+// replay DIR: the table on stdout, the folder's report and one page with a section per dump.
+int replayFolderCommand(const ReplayArgs& args) {
+    const RunOutputs files = runOutputs(args.common);
+    FolderReplayOptions options;
+    options.dir = args.input;
+    options.passArgs = passedOn(args);
+    options.minPsnr = args.minPsnr;
+    options.outDir = args.common.outDir;
+    options.pageData = !files.html.empty();
+    FolderReplay replay;
+    try {
+        replay = replayFolder(options);
+    } catch (const std::invalid_argument& e) {
+        throw UsageError(e.what());
+    }
+    if (!files.report.empty()) {
+        json report = replay.summary;
+        report["reports"] = replay.reports;
+        if (!writeTextFile(files.report, report.dump(2) + "\n"))
+            throw std::runtime_error("cannot write the report " + files.report);
+        printf("report: %s\n", files.report.c_str());
+    }
+    if (!files.html.empty()) {
+        html::writeReplayFolderPage(replay.summary, replay.pageData, files.html);
+        printf("page: %s\n", files.html.c_str());
+    }
+    return replay.status;
+}
+
+}  // namespace
 
 int commandReplay(const ReplayArgs& args) {
     json overrides = json::object();
@@ -98,12 +144,15 @@ int commandReplay(const ReplayArgs& args) {
     if (fs::is_directory(args.input)) {
         if (!args.common.trace.empty())
             throw UsageError("--trace takes the replay of one dump, not of a folder");
-        try {
-            return replayFolder(args.input, passedOn(args));
-        } catch (const std::invalid_argument& e) {
-            throw UsageError(e.what());
-        }
+        if (!args.compare.empty())
+            throw UsageError(
+                "--compare names the output dump of one dump; replay DIR compares "
+                "each input dump with the *_output.NV12 beside it");
+        return replayFolderCommand(args);
     }
+    if (args.minPsnr && args.compare.empty())
+        throw UsageError(
+            "--min-psnr needs the device's output to compare with: --compare OUTPUT_DUMP");
     const std::string file = fs::absolute(args.input).lexically_normal().string();
     // The plugin names its dumps IMG_<time>_SDSR_<w>x<h>_zoom<z>x_<suffix>.NV12: the size and
     // zoom may come from there.
@@ -120,7 +169,10 @@ int commandReplay(const ReplayArgs& args) {
     const double zoom = args.zoom ? *args.zoom : named ? named->zoom : 10.0;
     const json document =
         applyOverrides(replayDocument(file, width, height, format, zoom), overrides);
-    return runSession(parseSession(document, baseDir), args.common, "replay " + file, args.compare);
+    if (args.compare.empty())
+        return runSession(parseSession(document, baseDir), args.common, "replay " + file);
+    const DumpCheck check{args.compare, args.minPsnr};
+    return runSession(parseSession(document, baseDir), args.common, "replay " + file, &check);
 }
 
 }  // namespace korasim

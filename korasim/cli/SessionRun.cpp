@@ -2,14 +2,14 @@
 
 #include <stdio.h>
 
+#include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <vector>
 
+#include "cli/OutputPaths.h"
 #include "cli/TraceOutput.h"
 #include "common/ByteSize.h"
 #include "common/TextFile.h"
-#include "replay/DumpComparison.h"
 #include "report/PageRecorder.h"
 #include "session/Expect.h"
 #include "session/MemoryBudget.h"
@@ -30,17 +30,23 @@ int reportExpectations(const Session& session, const json& report) {
     return 3;
 }
 
-std::string reportPath(const SessionArgs& args) {
-    if (!args.report.empty())
-        return args.report;
-    if (!args.outDir.empty())
-        return args.outDir + "/report.json";
-    return "korasim-report.json";
+RunOutputs runOutputs(const SessionArgs& args) {
+    RunOutputs files;
+    files.report = outputFile(args.report, args.outDir, "report.json");
+    files.html = outputFile(args.html, args.outDir, "report.html");
+    files.trace = outputFile(args.trace, args.outDir, "trace.json");
+    requireParentFolder(args.pageData);
+    // Created only once every file named on the command line has a folder to go into.
+    prepareOutputFolder(args.outDir);
+    return files;
 }
 
 void writeReport(const json& report, const std::string& path) {
+    if (path.empty())
+        return;
     if (!writeTextFile(path, report.dump(2) + "\n"))
         throw std::runtime_error("cannot write the report " + path);
+    printf("report: %s\n", path.c_str());
 }
 
 void printSummary(const Runner& runner) {
@@ -48,36 +54,55 @@ void printSummary(const Runner& runner) {
         printf("%s\n", line.c_str());
 }
 
+namespace {
+
+// Adds the comparison with the device's output dump to the report, prints it, and holds it
+// against --min-psnr: 3 when it falls below, else 0.
+int reportComparison(json& report, const std::vector<uint8_t>& output,
+                     const std::vector<uint8_t>& device, const DumpCheck& check) {
+    const json c = compareWithDump(output, device, check);
+    report["compare"] = c;
+    printf("compare: %s (%s)\n", describeComparison(c).c_str(), check.file.c_str());
+    if (!check.minPsnr || !belowMinPsnr(c, *check.minPsnr))
+        return 0;
+    fprintf(stderr, "korasim: below --min-psnr: %s\n",
+            gateFailureText(fs::path(check.file).filename().string(), c, *check.minPsnr).c_str());
+    return 3;
+}
+
+}  // namespace
+
 int runSession(const Session& session, const SessionArgs& args, const std::string& name,
-               const std::string& compare) {
-    checkTracePath(args.trace);
+               const DumpCheck* check) {
+    const RunOutputs files = runOutputs(args);
     checkMemoryBudget(session,
                       args.maxMemory.empty() ? kDefaultMemoryBudget : parseBytes(args.maxMemory));
+    const std::vector<uint8_t> device = check ? readDump(check->file) : std::vector<uint8_t>();
     Runner runner(session, runOptions(args, name));
-    html::PageRecorder page(args.html);
+    html::PageRecorder page(files.html, args.pageData);
     std::vector<uint8_t> output;
     runner.setProcessedCallback([&](const ProcessedRequest& r) {
         if (!r.inputs.empty() && !r.outputs.empty())
             page.onProcessed(r.stepIndex, *r.inputs.front(), *r.outputs.front());
-        if (!compare.empty() && !r.outputs.empty())
-            output = r.outputs.front()->visibleBytes();
+        if (!check || r.outputs.empty())
+            return;
+        const YuvImage& replayed = *r.outputs.front();
+        output = replayed.visibleBytes();
+        if (page.enabled()) {
+            if (const auto deviceImage = dumpAsImage(device, replayed))
+                page.onCompared(r.stepIndex, *deviceImage, replayed);
+        }
     });
     runner.run();
     printSummary(runner);
     json report = runner.report();
-    if (!compare.empty()) {
-        report["compare"] = compareWithDump(output, compare);
-        printf("compare: %s (%s)\n", describeComparison(report["compare"]).c_str(),
-               compare.c_str());
-    }
-    const std::string path = reportPath(args);
-    writeReport(report, path);
-    printf("report: %s\n", path.c_str());
+    const int gate = check ? reportComparison(report, output, device, *check) : 0;
+    writeReport(report, files.report);
     page.write(report);
-    if (page.enabled())
+    if (!page.path().empty())
         printf("page: %s\n", page.path().c_str());
-    writeTrace(trace::runTrace(report), args.trace);
-    return reportExpectations(session, report);
+    writeTrace(trace::runTrace(report), files.trace);
+    return std::max(reportExpectations(session, report), gate);
 }
 
 }  // namespace korasim

@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "cli/Commands.h"
+#include "cli/OutputPaths.h"
 #include "common/ChildProcesses.h"
 #include "session/Session.h"
 
@@ -95,6 +96,7 @@ std::vector<std::string> collectSessions(const std::vector<std::string>& inputs)
 }
 
 int runTests(const TestOptions& options, std::vector<TestCaseResult>* resultsOut) {
+    prepareOutputs({options.junit});
     const std::vector<std::string> sessions = collectSessions(options.inputs);
     const std::string self = options.executable.empty() ? selfExecutable() : options.executable;
     std::vector<std::vector<std::string>> commands;

@@ -1,5 +1,6 @@
 // --trace FILE of run, replay, demo and explain: the timeline as Chrome trace-event JSON. The
-// option, the check of its folder and the writing are here, so each command adds one line each.
+// option and the writing are here; where the file goes (its folder must exist, the default in
+// --out) follows the rules of every output file (OutputPaths.h).
 #pragma once
 
 #include <string>
@@ -10,9 +11,6 @@
 namespace korasim {
 
 void addTraceOption(CLI::App& command, std::string& path);
-// Throws UsageError (exit 2) when the folder `path` names does not exist: it is never created,
-// a mistyped folder must not become a new tree. Nothing for an empty path.
-void checkTracePath(const std::string& path);
 // Writes `trace` to `path` and prints "trace: PATH"; nothing for an empty path. Throws
 // std::runtime_error when the file cannot be written.
 void writeTrace(const nlohmann::json& trace, const std::string& path);

@@ -1,10 +1,7 @@
 #include "common/TextFile.h"
 
-#include <filesystem>
 #include <fstream>
 #include <sstream>
-
-namespace fs = std::filesystem;
 
 namespace korasim {
 
@@ -16,10 +13,6 @@ std::string readTextFile(const std::string& path) {
 }
 
 bool writeTextFile(const std::string& path, const std::string& text) {
-    std::error_code ec;
-    const fs::path parent = fs::path(path).parent_path();
-    if (!parent.empty())
-        fs::create_directories(parent, ec);
     std::ofstream out(path, std::ios::binary);
     out << text;
     out.close();

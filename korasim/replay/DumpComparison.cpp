@@ -13,18 +13,27 @@ using nlohmann::json;
 
 namespace korasim {
 
-json compareWithDump(const std::vector<uint8_t>& output, const std::string& dumpFile) {
+std::vector<uint8_t> readDump(const std::string& dumpFile) {
     std::ifstream in(dumpFile, std::ios::binary);
     if (!in)
         throw std::runtime_error("cannot read " + dumpFile);
-    const std::vector<uint8_t> device((std::istreambuf_iterator<char>(in)),
-                                      std::istreambuf_iterator<char>());
+    return std::vector<uint8_t>((std::istreambuf_iterator<char>(in)),
+                                std::istreambuf_iterator<char>());
+}
+
+json compareWithDump(const std::vector<uint8_t>& output, const std::vector<uint8_t>& device,
+                     const DumpCheck& check) {
     const ByteComparison c = compareBytes(output, device);
-    return {{"file", dumpFile},
-            {"identical", c.identical},
-            {"psnr", c.psnrDb ? json(*c.psnrDb) : json(nullptr)},
-            {"differingBytes", c.differingBytes},
-            {"bytes", std::max(output.size(), device.size())}};
+    json result = {{"file", check.file},
+                   {"identical", c.identical},
+                   {"psnr", c.psnrDb ? json(*c.psnrDb) : json(nullptr)},
+                   {"differingBytes", c.differingBytes},
+                   {"bytes", std::max(output.size(), device.size())}};
+    if (check.minPsnr) {
+        result["minPsnr"] = *check.minPsnr;
+        result["belowMinPsnr"] = belowMinPsnr(result, *check.minPsnr);
+    }
+    return result;
 }
 
 std::string describeComparison(const json& c) {
@@ -41,6 +50,30 @@ std::string describeComparison(const json& c) {
                  c.at("bytes").get<unsigned long long>());
     }
     return text;
+}
+
+bool belowMinPsnr(const json& c, double minPsnr) {
+    if (c.at("identical").get<bool>())
+        return false;
+    const json& psnr = c.at("psnr");
+    return !psnr.is_number() || psnr.get<double>() < minPsnr;
+}
+
+std::string gateFailureText(const std::string& name, const json& c, double minPsnr) {
+    char text[96];
+    if (c.at("psnr").is_number())
+        snprintf(text, sizeof(text), "PSNR %.2f dB < %g dB", c.at("psnr").get<double>(), minPsnr);
+    else
+        snprintf(text, sizeof(text), "sizes differ, no PSNR to hold against %g dB", minPsnr);
+    return name + ": " + text;
+}
+
+std::optional<hostkit::YuvImage> dumpAsImage(const std::vector<uint8_t>& device,
+                                             const hostkit::YuvImage& like) {
+    hostkit::YuvImage image(like.width(), like.height(), like.format());
+    if (!image.setVisibleBytes(device))
+        return std::nullopt;
+    return image;
 }
 
 }  // namespace korasim

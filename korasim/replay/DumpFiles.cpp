@@ -29,6 +29,29 @@ std::optional<DumpName> parseDumpName(const std::string& fileName) {
     return std::nullopt;
 }
 
+namespace {
+
+// IMG_<time>_SDSR_<w>x<h>_zoom<z>x_<input|output>.NV12: the time stamp (%Y%m%d_%H%M%S, which
+// sorts as text), the rest of the name between the time and the suffix, and the suffix.
+struct DumpStamp {
+    std::string time, tag;
+    bool input = false;
+};
+
+std::optional<DumpStamp> dumpStamp(const std::string& name) {
+    const size_t sdsr = name.find("_SDSR_");
+    const size_t suffix = name.rfind('_');
+    if (name.rfind("IMG_", 0) != 0 || sdsr == std::string::npos || suffix <= sdsr + 5)
+        return std::nullopt;
+    const std::string kind = name.substr(suffix);
+    if (kind != "_input.NV12" && kind != "_output.NV12")
+        return std::nullopt;
+    return DumpStamp{name.substr(4, sdsr - 4), name.substr(sdsr, suffix - sdsr),
+                     kind == "_input.NV12"};
+}
+
+}  // namespace
+
 std::string outputDumpBeside(const std::string& inputDump) {
     const std::string suffix = "_input.NV12";
     if (inputDump.size() < suffix.size() ||
@@ -38,7 +61,28 @@ std::string outputDumpBeside(const std::string& inputDump) {
     const std::string output =
         inputDump.substr(0, inputDump.size() - suffix.size()) + "_output.NV12";
     std::error_code ec;
-    return fs::is_regular_file(output, ec) ? output : "";
+    if (fs::is_regular_file(output, ec))
+        return output;
+    // The plugin stamps each dump with the second it is written in: an output dump written after
+    // a long Run carries a later second. Its output is the first one of the same size and zoom
+    // stamped at or after the input and before the next input of that size and zoom.
+    const fs::path in(inputDump);
+    const std::optional<DumpStamp> mine = dumpStamp(in.filename().string());
+    if (!mine)
+        return "";
+    std::string best, bestTime, nextInput;
+    for (const auto& entry : fs::directory_iterator(in.parent_path(), ec)) {
+        const std::optional<DumpStamp> d = dumpStamp(entry.path().filename().string());
+        if (!d || d->tag != mine->tag || d->time < mine->time || !entry.is_regular_file())
+            continue;
+        if (d->input && d->time > mine->time && (nextInput.empty() || d->time < nextInput))
+            nextInput = d->time;
+        if (!d->input && (best.empty() || d->time < bestTime)) {
+            best = entry.path().string();
+            bestTime = d->time;
+        }
+    }
+    return !best.empty() && (nextInput.empty() || bestTime < nextInput) ? best : "";
 }
 
 std::vector<std::string> inputDumpsIn(const std::string& dir) {

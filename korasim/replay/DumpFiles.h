@@ -17,7 +17,9 @@ struct DumpName {
 };
 std::optional<DumpName> parseDumpName(const std::string& fileName);
 
-// "<...>_output.NV12" beside "<...>_input.NV12" when it exists; empty otherwise.
+// The device's output dump of an input dump: "<...>_output.NV12" beside "<...>_input.NV12", else
+// the first output dump of the same size and zoom stamped up to the next input dump's time (the
+// plugin stamps each dump when it writes it); empty when there is none.
 std::string outputDumpBeside(const std::string& inputDump);
 
 // The *_input.NV12 files of a folder, sorted by name.

@@ -71,10 +71,6 @@ void writeFile(const fs::path& path, const std::string& bytes) {
 }
 
 void writePage(const std::string& path, const std::string& title, const json& data) {
-    const fs::path parent = fs::path(path).parent_path();
-    std::error_code ec;
-    if (!parent.empty())
-        fs::create_directories(parent, ec);
     std::string page;
     const std::string payload = scriptSafe(data);
     page.reserve(payload.size() + 64 * 1024);
@@ -92,50 +88,150 @@ void writePage(const std::string& path, const std::string& title, const json& da
     writeFile(path, page);
 }
 
+// Where the page's pictures go: data URIs in the page, or files in <page>.files/ beside it,
+// named by relative URL.
+class PicturePlacer {
+  public:
+    PicturePlacer() = default;
+    explicit PicturePlacer(const fs::path& pagePath)
+        : m_dir(pagePath.parent_path() / (pagePath.filename().string() + ".files")) {
+        std::error_code ec;
+        fs::create_directories(m_dir, ec);
+        if (ec)
+            throw std::runtime_error("html page: cannot create " + m_dir.string());
+    }
+    json operator()(const std::vector<uint8_t>& png, const std::string& name) const {
+        if (png.empty())
+            return nullptr;
+        if (m_dir.empty())
+            return "data:image/png;base64," + base64(png);
+        writeFile(m_dir / name, std::string(png.begin(), png.end()));
+        return m_dir.filename().string() + "/" + name;
+    }
+    const fs::path& dir() const { return m_dir; }
+
+  private:
+    fs::path m_dir;  // empty: data URIs
+};
+
+json stepPicturesJson(const StepPictures& p, const std::string& prefix,
+                      const PicturePlacer& place) {
+    return {{"frame", {p.frameWidth, p.frameHeight}},
+            {"scale", p.previewScale},
+            {"crop", {p.crop.x, p.crop.y, p.crop.width, p.crop.height}},
+            {"inputPreview", place(p.inputPreview, prefix + "input-preview.png")},
+            {"outputPreview", place(p.outputPreview, prefix + "output-preview.png")},
+            {"inputCrop", place(p.inputCrop, prefix + "input-crop.png")},
+            {"outputCrop", place(p.outputCrop, prefix + "output-crop.png")}};
+}
+
+size_t pngBytes(const std::vector<StepPictures>& pictures, const ComparisonPictures* comparison) {
+    size_t total = 0;
+    auto add = [&total](const StepPictures& p) {
+        total += p.inputPreview.size() + p.outputPreview.size() + p.inputCrop.size() +
+                 p.outputCrop.size();
+    };
+    for (const auto& p : pictures)
+        add(p);
+    if (comparison) {
+        add(comparison->views);
+        total += comparison->differencePreview.size() + comparison->differenceCrop.size();
+    }
+    return total;
+}
+
+json runData(const json& report, const std::vector<StepPictures>& pictures,
+             const ComparisonPictures* comparison, const PicturePlacer& place) {
+    json images = json::object();
+    for (const auto& p : pictures)
+        images[std::to_string(p.step)] =
+            stepPicturesJson(p, "step" + std::to_string(p.step) + "-", place);
+    json data = {{"kind", "run"},
+                 {"report", report},
+                 {"pictures", images},
+                 {"trace", trace::runTrace(report)}};
+    if (comparison) {
+        json c = stepPicturesJson(comparison->views, "compare-", place);
+        c["differencePreview"] = place(comparison->differencePreview, "compare-difference.png");
+        c["differenceCrop"] = place(comparison->differenceCrop, "compare-difference-crop.png");
+        data["comparisonPictures"] = c;
+    }
+    return data;
+}
+
+// The bytes of a data URI's base64 text.
+std::string decodeBase64(const std::string& text) {
+    std::string out(text.size() / 4 * 3 + 3, '\0');
+    const int n = EVP_DecodeBlock(reinterpret_cast<unsigned char*>(out.data()),
+                                  reinterpret_cast<const unsigned char*>(text.data()),
+                                  static_cast<int>(text.size()));
+    if (n < 0)
+        throw std::runtime_error("html page: a picture is not base64");
+    size_t padding = 0;
+    for (size_t i = text.size(); i > 0 && text[i - 1] == '=' && padding < 2; --i)
+        ++padding;
+    out.resize(static_cast<size_t>(n) - padding);
+    return out;
+}
+
+const std::string kPngUri = "data:image/png;base64,";
+
+// Total length of the data URIs below `node`.
+size_t dataUriBytes(const json& node) {
+    if (node.is_string()) {
+        const std::string& s = node.get_ref<const std::string&>();
+        return s.rfind(kPngUri, 0) == 0 ? s.size() : 0;
+    }
+    size_t total = 0;
+    if (node.is_structured())
+        for (const auto& child : node)
+            total += dataUriBytes(child);
+    return total;
+}
+
+// Writes each data URI below `node` into a file of `dir` named after its place in the data and
+// puts the file's relative URL in its stead.
+void movePicturesBeside(json& node, const fs::path& dir, const std::string& name) {
+    if (node.is_string()) {
+        const std::string& s = node.get_ref<const std::string&>();
+        if (s.rfind(kPngUri, 0) != 0)
+            return;
+        writeFile(dir / (name + ".png"), decodeBase64(s.substr(kPngUri.size())));
+        node = dir.filename().string() + "/" + name + ".png";
+    } else if (node.is_object()) {
+        for (auto& [key, child] : node.items())
+            movePicturesBeside(child, dir, name + "-" + key);
+    } else if (node.is_array()) {
+        for (size_t i = 0; i < node.size(); ++i)
+            movePicturesBeside(node[i], dir, name + "-" + std::to_string(i));
+    }
+}
+
 }  // namespace
 
 void writeRunPage(const json& report, const std::vector<StepPictures>& pictures,
-                  const std::string& path, size_t embedLimit) {
-    size_t total = 0;
-    for (const auto& p : pictures) {
-        total += p.inputPreview.size() + p.outputPreview.size() + p.inputCrop.size() +
-                 p.outputCrop.size();
+                  const std::string& path, size_t embedLimit,
+                  const ComparisonPictures* comparison) {
+    const bool beside = pngBytes(pictures, comparison) / 3 * 4 > embedLimit;
+    const PicturePlacer place = beside ? PicturePlacer(fs::path(path)) : PicturePlacer();
+    writePage(path, "korasim: " + report.value("session", std::string("run")),
+              runData(report, pictures, comparison, place));
+}
+
+json runPageData(const json& report, const std::vector<StepPictures>& pictures,
+                 const ComparisonPictures* comparison) {
+    return runData(report, pictures, comparison, PicturePlacer());
+}
+
+void writeReplayFolderPage(const json& folder, json replays, const std::string& path,
+                           size_t embedLimit) {
+    if (dataUriBytes(replays) > embedLimit) {
+        const PicturePlacer beside{fs::path(path)};
+        for (size_t i = 0; i < replays.size(); ++i)
+            movePicturesBeside(replays[i], beside.dir(), "dump" + std::to_string(i + 1));
     }
-    const bool beside = total / 3 * 4 > embedLimit;
-    const fs::path pagePath(path);
-    const fs::path filesDir = pagePath.parent_path() / (pagePath.filename().string() + ".files");
-    if (beside) {
-        std::error_code ec;
-        fs::create_directories(filesDir, ec);
-        if (ec)
-            throw std::runtime_error("html page: cannot create " + filesDir.string());
-    }
-    // Each picture becomes a data URI, or a file beside the page named by a relative URL.
-    auto picture = [&](const std::vector<uint8_t>& png, const std::string& name) -> json {
-        if (png.empty())
-            return nullptr;
-        if (!beside)
-            return "data:image/png;base64," + base64(png);
-        writeFile(filesDir / name, std::string(png.begin(), png.end()));
-        return filesDir.filename().string() + "/" + name;
-    };
-    json images = json::object();
-    for (const auto& p : pictures) {
-        const std::string prefix = "step" + std::to_string(p.step) + "-";
-        images[std::to_string(p.step)] = {
-            {"frame", {p.frameWidth, p.frameHeight}},
-            {"scale", p.previewScale},
-            {"crop", {p.crop.x, p.crop.y, p.crop.width, p.crop.height}},
-            {"inputPreview", picture(p.inputPreview, prefix + "input-preview.png")},
-            {"outputPreview", picture(p.outputPreview, prefix + "output-preview.png")},
-            {"inputCrop", picture(p.inputCrop, prefix + "input-crop.png")},
-            {"outputCrop", picture(p.outputCrop, prefix + "output-crop.png")}};
-    }
-    const json data = {{"kind", "run"},
-                       {"report", report},
-                       {"pictures", images},
-                       {"trace", trace::runTrace(report)}};
-    writePage(path, "korasim: " + report.value("session", std::string("run")), data);
+    writePage(path, "korasim replay " + folder.value("folder", std::string()),
+              {{"kind", "replayFolder"}, {"folder", folder}, {"replays", replays}});
 }
 
 void writeExplainPage(const json& explain, const std::string& path) {

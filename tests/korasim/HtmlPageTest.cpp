@@ -247,6 +247,53 @@ TEST(HtmlPageExplain, TimelineOfTheCaptures) {
     screenshot(scratch, page, "explain-timeline");
 }
 
+// A replay against the device's output: its figures, the verdict of the limit, the difference
+// and both outputs under the slider; a folder's replays as one page with a section per dump.
+TEST(HtmlPageReplay, TheComparisonWithTheDevicesOutput) {
+    Scratch scratch;
+    const std::string input = exampleDumpPair(scratch, "dumps", "20240101_120001", 12);
+    const std::string page = scratch.path("replay.html");
+    const Result r = runKorasim(scratch, {"replay", input, "--format", "nv12", "--compare",
+                                          input.substr(0, input.size() - 11) + "_output.NV12",
+                                          "--min-psnr", "45", "--html", page});
+    ASSERT_EQ(r.exitCode, 3) << r.err;
+    // Four pictures of the step, four of the two outputs, the difference (no crop at 1:1).
+    const std::string dom = renderedDom(scratch, page, 9);
+    for (const char* fragment :
+         {"PSNR 41.14 dB, 320 of 9216 bytes differ", "320 of 9216 (3.472 %)",
+          R"(data-gate="below")", R"(data-picture="differencePreview")",
+          "device output | replay output", "device output 1:1", "replay output 1:1"})
+        EXPECT_NE(dom.find(fragment), std::string::npos) << "missing: " << fragment;
+}
+
+TEST(HtmlPageReplay, AFolderIsOnePageWithASectionPerDump) {
+    Scratch scratch;
+    exampleDumpPair(scratch, "dumps", "20240101_120000");
+    exampleDumpPair(scratch, "dumps", "20240101_120001", 12);
+    const Result r = runKorasim(scratch, {"replay", scratch.path("dumps"), "--format", "nv12",
+                                          "--min-psnr", "45", "--out", scratch.path("out")});
+    ASSERT_EQ(r.exitCode, 3) << r.err;
+    const std::string dom = renderedDom(scratch, scratch.path("out/report.html"), 18);
+    EXPECT_EQ(count(dom, R"(<section class="replay")"), 2u);
+    EXPECT_EQ(count(dom, R"(class="replay-row" data-gate="below")"), 1u);
+    EXPECT_EQ(count(dom, R"(class="replay-row" data-gate="passed")"), 1u);
+    EXPECT_EQ(count(dom, R"(data-identical="true")"), 1u);
+    EXPECT_NE(dom.find("45 dB: 1 of 2 below"), std::string::npos);
+    screenshot(scratch, scratch.path("out/report.html"), "replay-folder");
+
+    // Too many pictures for the page: they go beside it and still load.
+    korasim::YuvImage device(96, 64, 35), replay(96, 64, 35);
+    korasim::fillPattern(device, "chart", 1);
+    korasim::fillPattern(replay, "gradient", 1);
+    const auto comparison = korasim::html::takeComparisonPictures(3, device, replay);
+    const json data = korasim::html::runPageData(
+        r.report["reports"][1], {korasim::html::takePictures(3, device, replay)}, &comparison);
+    const std::string page = scratch.path("beside.html");
+    korasim::html::writeReplayFolderPage(r.report, json::array({data}), page, 0);
+    EXPECT_TRUE(fs::exists(page + ".files/dump1-comparisonPictures-differencePreview.png"));
+    renderedDom(scratch, page, 9);
+}
+
 }  // namespace
 
 namespace {

@@ -42,6 +42,40 @@ void Scratch::write(const std::string& name, const std::string& content) const {
     out << content;
 }
 
+Result runKorasimIn(const Scratch& scratch, const std::string& cwd,
+                    const std::vector<std::string>& args) {
+    std::string command = "cd " + quote(cwd) + " && " + quote(KORASIM_BINARY);
+    for (const auto& a : args)
+        command += " " + quote(a);
+    command += " >" + quote(scratch.path("stdout")) + " 2>" + quote(scratch.path("stderr"));
+    const int status = system(command.c_str());
+    Result r;
+    r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    r.out = korasim::readTextFile(scratch.path("stdout"));
+    r.err = korasim::readTextFile(scratch.path("stderr"));
+    return r;
+}
+
+std::string exampleDumpPair(const Scratch& scratch, const std::string& folder,
+                            const std::string& time, int raise, size_t cut) {
+    const std::string from =
+        std::string(KORASIM_EXAMPLES) + "/dumps/IMG_20240101_120000_SDSR_96x64_zoom10x_";
+    const std::string to = scratch.path(folder) + "/IMG_" + time + "_SDSR_96x64_zoom10x_";
+    fs::create_directories(scratch.path(folder));
+    fs::copy_file(from + "input.NV12", to + "input.NV12");
+    std::string output = korasim::readTextFile(from + "output.NV12");
+    // A light 20x16 patch in the luma: the kind of local difference a changed library makes.
+    for (int y = 20; y < 36; ++y) {
+        for (int x = 40; x < 60; ++x) {
+            const int v = static_cast<unsigned char>(output[size_t(y) * 96 + x]) + raise;
+            output[size_t(y) * 96 + x] = static_cast<char>(v > 255 ? 255 : v);
+        }
+    }
+    output.resize(output.size() - cut);
+    std::ofstream(to + "output.NV12", std::ios::binary) << output;
+    return to + "input.NV12";
+}
+
 Result runKorasim(const Scratch& scratch, const std::vector<std::string>& args) {
     std::string command = quote(KORASIM_BINARY);
     bool hasReport = false;

@@ -31,6 +31,14 @@ class Scratch {
 // korasim <args...>; run, replay and demo write the report to <scratch>/report.json unless args
 // name one.
 Result runKorasim(const Scratch& scratch, const std::vector<std::string>& args);
+// korasim <args...> run in the folder `cwd`, exactly as given (no --report added).
+Result runKorasimIn(const Scratch& scratch, const std::string& cwd,
+                    const std::vector<std::string>& args);
+// Copies the example dump pair (NV12 96x64) into <scratch>/<folder> as IMG_<time>_..., its
+// output's luma raised by `raise` in a 20x16 patch and its last `cut` bytes cut off (0, 0: the
+// device's output as the replay makes it). Returns the input dump's path.
+std::string exampleDumpPair(const Scratch& scratch, const std::string& folder,
+                            const std::string& time, int raise = 0, size_t cut = 0);
 // Writes `session` to session.json and runs it with a device root inside the scratch directory.
 Result runSession(const Scratch& scratch, const nlohmann::json& session,
                   const std::vector<std::string>& extra = {});

@@ -37,10 +37,11 @@ function writesBlock(writes) {
 
 // Before/after: the output over the input, cut by a slider; two 1:1 crops follow the mouse over
 // the frame (within the full-resolution region, dashed) or stay where the frame was clicked.
-function viewer(pic) {
+// `names` label the two pictures (a replay's page compares two outputs).
+function viewer(pic, names = ["input", "output"]) {
   const [fw, fh] = pic.frame, [cx, cy, cw, ch] = pic.crop;
-  const before = el("img", {class: "before", src: pic.inputPreview, alt: "input", "data-picture": "inputPreview"});
-  const after = el("img", {class: "after", src: pic.outputPreview, alt: "output", "data-picture": "outputPreview"});
+  const before = el("img", {class: "before", src: pic.inputPreview, alt: names[0], "data-picture": "inputPreview"});
+  const after = el("img", {class: "after", src: pic.outputPreview, alt: names[1], "data-picture": "outputPreview"});
   const lens = el("div", {class: "lens"});
   const pct = (v, of) => (100 * v / of) + "%";
   const cropbox = el("div", {class: "cropbox", style: `left:${pct(cx, fw)};top:${pct(cy, fh)};width:${pct(cw, fw)};height:${pct(ch, fh)}`});
@@ -70,10 +71,10 @@ function viewer(pic) {
   frame.addEventListener("click", (e) => { pinned = !pinned; show(...framePoint(e)); });
   show(cx + cw / 2, cy + ch / 2);
   return el("div", {class: "viewer"},
-    el("figure", {}, frame, el("figcaption", {}, "input | output — ", slider, ` whole frame ${fw}x${fh}, preview 1:${pic.scale}`)),
+    el("figure", {}, frame, el("figcaption", {}, `${names[0]} | ${names[1]} — `, slider, ` whole frame ${fw}x${fh}, preview 1:${pic.scale}`)),
     el("figure", {}, el("div", {class: "crops"},
-      el("figure", {}, el("div", {class: "crop"}, crops[0]), el("figcaption", {}, "input 1:1")),
-      el("figure", {}, el("div", {class: "crop"}, crops[1]), el("figcaption", {}, "output 1:1"))), at));
+      el("figure", {}, el("div", {class: "crop"}, crops[0]), el("figcaption", {}, names[0] + " 1:1")),
+      el("figure", {}, el("div", {class: "crop"}, crops[1]), el("figcaption", {}, names[1] + " 1:1"))), at));
 }
 
 function processBlock(step, pictures) {

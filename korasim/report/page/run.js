@@ -72,5 +72,6 @@ function logTable(r) {
 }
 function runPage(data, app) {
   const r = data.report, pictures = data.pictures || {};
-  app.append(header(r), timeline(r.steps || []), traceTimeline(data.trace) || "", ...(r.steps || []).map((s) => stepSection(s, pictures[s.index])), logTable(r));
+  app.append(header(r), ...comparisonSections(data), timeline(r.steps || []), traceTimeline(data.trace) || "",
+    ...(r.steps || []).map((s) => stepSection(s, pictures[s.index])), logTable(r));
 }

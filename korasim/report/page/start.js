@@ -6,7 +6,9 @@
     const data = JSON.parse(document.getElementById("korasim-data").textContent);
     const app = document.getElementById("app");
     app.textContent = "";
-    if (data.kind === "explain") explainPage(data, app); else runPage(data, app);
+    if (data.kind === "explain") explainPage(data, app);
+    else if (data.kind === "replayFolder") replayFolderPage(data, app);
+    else runPage(data, app);
   } catch (e) {
     noteError("rendering failed: " + (e && e.stack ? e.stack : e));
   }
