@@ -50,7 +50,7 @@ int sdsrScripted_liveInstances(void);
 // On a successful Run the double writes the input into the output planes with a visible mark, so
 // that the output is recognisably the input and still tells a processed capture from a copy: a
 // thin frame along the image's edges (sdsrScripted_frameWidth pixels, at least 2) whose luma is
-// white (235) over dark input (luma below 128) and black (16) over light input, so that every
+// white (235), or black (16) where the input is near white (luma 200 and above), so that every
 // frame pixel differs from the input; all other luma and all chroma are copied. Width, height and
 // stride come from Init; rows honour the stride and the padding is never written.
 static inline uint32_t sdsrScripted_frameWidth(uint32_t width, uint32_t height) {
@@ -63,7 +63,7 @@ static inline uint8_t sdsrScripted_markedLuma(uint8_t in, uint32_t x, uint32_t y
                                               uint32_t height) {
     const uint32_t frame = sdsrScripted_frameWidth(width, height);
     const int onFrame = x < frame || y < frame || x + frame >= width || y + frame >= height;
-    return onFrame ? (in < 128 ? 235 : 16) : in;
+    return onFrame ? (in < 200 ? 235 : 16) : in;
 }
 
 #ifdef __cplusplus

@@ -1,5 +1,5 @@
 // The scripted algorithm double's Run, called directly: a copy of the input with a thin frame
-// marked into the luma (white over dark, black over light), chroma copied, padding untouched.
+// marked into the luma (white, black over near-white input), chroma copied, padding untouched.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
@@ -59,7 +59,7 @@ TEST(ScriptedAlgoMark, RunCopiesTheInputWithAThinFrameMarkedInTheLuma) {
                                      y >= row.height - row.frame;
                 const uint8_t wanted = x >= row.width    ? 0xEE  // padding is never written
                                        : !onFrame        ? inLuma[i]
-                                       : inLuma[i] < 128 ? 235
+                                       : inLuma[i] < 200 ? 235
                                                          : 16;
                 framePixels += x < row.width && onFrame;
                 ASSERT_EQ(outLuma[i], wanted) << "luma at " << x << "," << y;
