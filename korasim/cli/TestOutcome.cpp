@@ -28,8 +28,9 @@ std::vector<std::string> korasimLines(const std::string& err) {
 }
 
 struct Expectations {
-    bool stated = false;
-    bool known = false;  // the session and the report could be read back
+    bool read = false;    // the session could be read back
+    bool stated = false;  // one of its steps has an `expect`
+    bool known = false;   // the report could be read back too: `unmet` is complete
     std::vector<std::string> unmet;
 };
 
@@ -41,6 +42,7 @@ Expectations checkExpectations(const SessionRunFiles& files) {
         const Session session = loadSession(files.sessionPath);
         e.stated = std::any_of(session.steps.begin(), session.steps.end(),
                                [](const Step& s) { return !s.expect.is_null(); });
+        e.read = true;
         const nlohmann::json report = readJsonFile(files.reportPath);
         for (const Mismatch& m : checkSession(session, report))
             e.unmet.push_back(mismatchText(m));
@@ -89,7 +91,7 @@ TestCaseResult sessionOutcome(const SessionRunFiles& files, const ChildResult& c
         r.problems = {"timed out after " + std::to_string(int(child.seconds)) + " s"};
     } else if (exited && (r.exitCode == 0 || r.exitCode == 3)) {
         const Expectations e = checkExpectations(files);
-        r.outcome = r.exitCode == 3 ? "fail" : e.known && !e.stated ? "ran" : "pass";
+        r.outcome = r.exitCode == 3 ? "fail" : e.read && !e.stated ? "ran" : "pass";
         if (r.exitCode == 3)
             r.problems = e.known && !e.unmet.empty() ? e.unmet : korasimLines(child.err);
     } else {
