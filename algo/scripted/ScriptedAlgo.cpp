@@ -75,11 +75,18 @@ void writeTransform(const Instance& instance, const VoalgoAi_DIPS_RunParams& run
     const uint32_t width = static_cast<uint32_t>(instance.width);
     const uint32_t height = static_cast<uint32_t>(instance.height);
     if (run.inputPlane[0] != nullptr && run.outputPlane[0] != nullptr) {
+        // Rows are copied whole; only the frame's pixels are then marked, so the cost is a copy.
+        const uint32_t frame = sdsrScripted_frameWidth(width, height);
         for (uint32_t y = 0; y < height; ++y) {
             const uint8_t* in = run.inputPlane[0] + y * stride;
             uint8_t* out = run.outputPlane[0] + y * stride;
-            for (uint32_t x = 0; x < width; ++x)
+            memcpy(out, in, width);
+            const bool wholeRow = y < frame || y + frame >= height;
+            for (uint32_t x = 0; x < width; ++x) {
+                if (!wholeRow && x == frame && x + frame < width)
+                    x = width - frame;  // skip the copied middle of the row
                 out[x] = sdsrScripted_markedLuma(in[x], x, y, width, height);
+            }
         }
     }
     if (run.inputPlane[1] != nullptr && run.outputPlane[1] != nullptr) {
