@@ -33,7 +33,7 @@ class ScriptedAlgo {
     void setResults(int32_t init, int32_t run, int32_t unit) const {
         m_setResults(init, run, unit);
     }
-    // Whether Run writes the inverted luma (the default) or leaves the output alone.
+    // Whether Run writes the marked copy of the input (the default) or leaves the output alone.
     void setRunTransform(bool enabled) const { m_setRunTransform(enabled ? 1 : 0); }
     size_t callCount() const { return m_callCount(); }
     // The call at `index`; false when there is none.

@@ -1,7 +1,7 @@
 // Scriptable double of the SDSR algorithm library. It answers with the version and results the
 // host program set, records every call with copies of the records it received, and on a
-// successful Run writes a transform that a test can tell from a copy: luma inverted, chroma
-// copied.
+// successful Run writes the input with a thin frame marked into its luma: recognisably the input
+// to a person, and still told from a plain copy by a test.
 #include <string.h>
 
 #include <algorithm>
@@ -65,24 +65,32 @@ bool isLive(const State& s, const Instance* instance) {
     return false;
 }
 
-// Luma rows inverted, chroma rows ((height + 1) / 2 of them, width rounded up to even) copied;
-// rows are `stride` apart and the padding between them is left alone.
+// Luma rows copied with the frame of ScriptedAlgoControl.h marked, chroma rows ((height + 1) / 2
+// of them, width rounded up to even) copied; rows are `stride` apart and the padding between
+// them is left alone.
 void writeTransform(const Instance& instance, const VoalgoAi_DIPS_RunParams& run) {
     if (instance.width <= 0 || instance.height <= 0 || instance.stride < instance.width)
         return;
     const size_t stride = static_cast<size_t>(instance.stride);
-    const size_t width = static_cast<size_t>(instance.width);
-    const size_t height = static_cast<size_t>(instance.height);
+    const uint32_t width = static_cast<uint32_t>(instance.width);
+    const uint32_t height = static_cast<uint32_t>(instance.height);
     if (run.inputPlane[0] != nullptr && run.outputPlane[0] != nullptr) {
-        for (size_t y = 0; y < height; ++y) {
+        // Rows are copied whole; only the frame's pixels are then marked, so the cost is a copy.
+        const uint32_t frame = sdsrScripted_frameWidth(width, height);
+        for (uint32_t y = 0; y < height; ++y) {
             const uint8_t* in = run.inputPlane[0] + y * stride;
             uint8_t* out = run.outputPlane[0] + y * stride;
-            for (size_t x = 0; x < width; ++x)
-                out[x] = static_cast<uint8_t>(255 - in[x]);
+            memcpy(out, in, width);
+            const bool wholeRow = y < frame || y + frame >= height;
+            for (uint32_t x = 0; x < width; ++x) {
+                if (!wholeRow && x == frame && x + frame < width)
+                    x = width - frame;  // skip the copied middle of the row
+                out[x] = sdsrScripted_markedLuma(in[x], x, y, width, height);
+            }
         }
     }
     if (run.inputPlane[1] != nullptr && run.outputPlane[1] != nullptr) {
-        const size_t chromaWidth = std::min(stride, (width + 1) & ~size_t(1));
+        const size_t chromaWidth = std::min(stride, (size_t(width) + 1) & ~size_t(1));
         for (size_t y = 0; y < (height + 1) / 2; ++y) {
             memcpy(run.outputPlane[1] + y * stride, run.inputPlane[1] + y * stride, chromaWidth);
         }

@@ -24,6 +24,41 @@ using nlohmann::json;
 
 namespace korasim {
 
+namespace {
+
+// Prints the reference algorithm's throughput of each processed request and returns the same
+// figures: run time, size, megapixels per second and worker threads.
+json throughputFigures(const json& report, int width, int height, const RunOptions& options) {
+    json figures = json::array();
+    for (const auto& step : report["steps"]) {
+        if (step["do"] != "processRequest" || !step.contains("timings"))
+            continue;
+        const json& runMs = step["timings"]["runMs"];
+        if (!runMs.is_number() || runMs.get<double>() <= 0)
+            continue;
+        // The library the plugin ran, already loaded: its own count of worker threads.
+        int32_t threads = 0;
+        try {
+            threads = hostkit::ReferenceAlgo(options.libDir.empty() ? hostkit::libraryDir()
+                                                                    : options.libDir)
+                          .threads();
+        } catch (const std::runtime_error&) {
+        }
+        const double megapixelsPerSecond = width * double(height) / 1000.0 / runMs.get<double>();
+        printf("reference algorithm: %.1f ms for %dx%d = %.1f megapixels/s on %d thread(s)\n",
+               runMs.get<double>(), width, height, megapixelsPerSecond, threads);
+        figures.push_back({{"step", step["index"]},
+                           {"runMs", runMs},
+                           {"width", width},
+                           {"height", height},
+                           {"megapixelsPerSecond", megapixelsPerSecond},
+                           {"threads", threads}});
+    }
+    return figures;
+}
+
+}  // namespace
+
 CLI::App* addDemoCommand(CLI::App& app, DemoArgs& args) {
     CLI::App* demo =
         app.add_subcommand("demo", "the built-in 10x zoom capture through the reference algorithm");
@@ -107,29 +142,15 @@ int commandDemo(DemoArgs args) {
     runner.run();
     printSummary(runner);
 
-    const json& steps = runner.report()["steps"];
-    for (const auto& step : steps) {
-        if (step["do"] != "processRequest" || !step.contains("timings"))
-            continue;
-        const json& runMs = step["timings"]["runMs"];
-        if (runMs.is_number() && runMs.get<double>() > 0) {
-            // The library the plugin ran, already loaded: its own count of worker threads.
-            int32_t threads = 0;
-            try {
-                threads = hostkit::ReferenceAlgo(options.libDir.empty() ? hostkit::libraryDir()
-                                                                        : options.libDir)
-                              .threads();
-            } catch (const std::runtime_error&) {
-            }
-            printf("reference algorithm: %.1f ms for %dx%d = %.1f megapixels/s on %d thread(s)\n",
-                   runMs.get<double>(), width, height,
-                   width * double(height) / 1000.0 / runMs.get<double>(), threads);
-        }
-    }
+    // The figures the terminal shows go into the report too, so that the page shows them.
+    json figures = {{"throughput", throughputFigures(runner.report(), width, height, options)}};
     if (processed) {
         printf(
             "sharpness (mean luma gradient, levels per pixel): input %.3f, output %.3f (x%.2f)\n",
             inSharpness, outSharpness, inSharpness > 0 ? outSharpness / inSharpness : 0.0);
+        figures["sharpness"] = {{"input", inSharpness},
+                                {"output", outSharpness},
+                                {"ratio", inSharpness > 0 ? outSharpness / inSharpness : 0.0}};
         if (!outputChanged)
             printf("note: the output equals the input (the pass did not run)\n");
     } else {
@@ -137,8 +158,10 @@ int commandDemo(DemoArgs args) {
     }
     for (const auto& p : pictures)
         printf("picture: %s\n", p.c_str());
-    writeReport(runner.report(), files.report);
-    page.write(runner.report());
+    json report = runner.report();
+    report["demo"] = figures;
+    writeReport(report, files.report);
+    page.write(report);
     if (page.enabled())
         printf("page: %s\n", page.path().c_str());
     writeTrace(trace::runTrace(runner.report()), files.trace);

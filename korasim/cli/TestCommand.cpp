@@ -1,15 +1,15 @@
 #include "cli/TestCommand.h"
 
 #include <stdio.h>
-#include <sys/wait.h>
 
 #include <algorithm>
 #include <filesystem>
-#include <sstream>
 
 #include "cli/Commands.h"
 #include "cli/OutputPaths.h"
+#include "cli/TestOutcome.h"
 #include "common/ChildProcesses.h"
+#include "common/TemporaryTrees.h"
 #include "session/Session.h"
 
 namespace fs = std::filesystem;
@@ -18,60 +18,48 @@ namespace korasim {
 
 namespace {
 
-// The first line korasim printed about the failure, for the table and JUnit's message.
-std::string firstProblem(const std::string& err, int exitCode) {
-    std::istringstream lines(err);
-    std::string line;
-    while (std::getline(lines, line)) {
-        if (line.rfind("korasim: ", 0) == 0)
-            return line.substr(9);
-    }
-    return "exit " + std::to_string(exitCode);
-}
-
-TestCaseResult finish(const std::string& name, const ChildResult& child) {
-    TestCaseResult r;
-    r.name = name;
-    r.seconds = child.seconds;
-    r.output = child.out + child.err;
-    if (WIFEXITED(child.status)) {
-        r.exitCode = WEXITSTATUS(child.status);
-        r.outcome = r.exitCode == 0 ? "pass" : r.exitCode == 3 ? "fail" : "error";
-    } else {
-        r.exitCode = 128 + (WIFSIGNALED(child.status) ? WTERMSIG(child.status) : 0);
-        r.outcome = "error";
-    }
-    if (child.timedOut) {
-        r.outcome = "error";
-        r.message = "timed out after " + std::to_string(int(child.seconds)) + " s";
-    } else if (r.outcome != "pass") {
-        r.message = firstProblem(child.err, r.exitCode);
-    }
-    return r;
-}
-
 void printTable(const std::vector<TestCaseResult>& results) {
     size_t width = 7;
     for (const auto& r : results)
         width = std::max(width, r.name.size());
     printf("%-*s  %-6s %8s  %s\n", int(width), "session", "result", "time", "detail");
-    size_t passed = 0, failed = 0, errors = 0;
+    size_t passed = 0, ran = 0, failed = 0, errors = 0;
     for (const auto& r : results) {
         passed += r.outcome == "pass";
+        ran += r.outcome == "ran";
         failed += r.outcome == "fail";
         errors += r.outcome == "error";
-        const char* shown = r.outcome == "pass" ? "pass" : r.outcome == "fail" ? "FAIL" : "ERROR";
+        const char* shown = r.outcome == "fail"    ? "FAIL"
+                            : r.outcome == "error" ? "ERROR"
+                                                   : r.outcome.c_str();
+        // Every unmet expectation on a line of its own, under the session's row.
+        const std::string first = r.outcome == "ran"   ? "no expectation stated"
+                                  : r.problems.empty() ? ""
+                                                       : r.problems.front();
         printf("%-*s  %-6s %6.2f s  %s\n", int(width), r.name.c_str(), shown, r.seconds,
-               r.message.c_str());
+               first.c_str());
+        for (size_t i = 1; i < r.problems.size(); ++i)
+            printf("%-*s  %s\n", int(width + 17), "", r.problems[i].c_str());
     }
-    printf("%zu sessions: %zu passed, %zu failed, %zu errors\n", results.size(), passed, failed,
-           errors);
+    printf("%zu sessions: %zu passed, %zu ran without expectations, %zu failed, %zu errors\n",
+           results.size(), passed, ran, failed, errors);
+}
+
+// A session's name: relative to the folder it was found in (its file name: folders are not
+// searched below), else the file as given without a leading "./"; a name already taken keeps its
+// whole path.
+std::string displayName(const fs::path& file, bool inFolder,
+                        const std::vector<SessionFile>& taken) {
+    const std::string name = (inFolder ? file.filename() : file.lexically_normal()).string();
+    const bool clash = std::any_of(taken.begin(), taken.end(),
+                                   [&name](const SessionFile& s) { return s.name == name; });
+    return clash ? file.lexically_normal().string() : name;
 }
 
 }  // namespace
 
-std::vector<std::string> collectSessions(const std::vector<std::string>& inputs) {
-    std::vector<std::string> sessions;
+std::vector<SessionFile> collectSessions(const std::vector<std::string>& inputs) {
+    std::vector<SessionFile> sessions;
     for (const auto& input : inputs) {
         std::error_code ec;
         if (fs::is_directory(input, ec)) {
@@ -83,9 +71,10 @@ std::vector<std::string> collectSessions(const std::vector<std::string>& inputs)
             std::sort(found.begin(), found.end());
             if (found.empty())
                 throw SessionError("", input + " holds no session files (*.json)");
-            sessions.insert(sessions.end(), found.begin(), found.end());
+            for (const auto& file : found)
+                sessions.push_back({file, displayName(file, true, sessions)});
         } else if (fs::is_regular_file(input, ec)) {
-            sessions.push_back(input);
+            sessions.push_back({input, displayName(input, false, sessions)});
         } else {
             throw SessionError("", input + " is neither a session file nor a folder of them");
         }
@@ -97,11 +86,18 @@ std::vector<std::string> collectSessions(const std::vector<std::string>& inputs)
 
 int runTests(const TestOptions& options, std::vector<TestCaseResult>* resultsOut) {
     prepareOutputs({options.junit});
-    const std::vector<std::string> sessions = collectSessions(options.inputs);
+    const std::vector<SessionFile> sessions = collectSessions(options.inputs);
     const std::string self = options.executable.empty() ? selfExecutable() : options.executable;
+    // Each child writes its report here (read back for every unmet expectation) and echoes the
+    // plugin's log, which JUnit keeps in system-out.
+    const ScratchDir reports("korasim-test");
     std::vector<std::vector<std::string>> commands;
-    for (const auto& session : sessions) {
-        std::vector<std::string> command = {self, "run", session, "--report", "/dev/null"};
+    std::vector<SessionRunFiles> files;
+    for (size_t i = 0; i < sessions.size(); ++i) {
+        files.push_back({sessions[i].name, sessions[i].path,
+                         reports.path() + "/report-" + std::to_string(i) + ".json"});
+        std::vector<std::string> command = {
+            self, "run", sessions[i].path, "--report", files[i].reportPath, "--logcat"};
         command.insert(command.end(), options.runArgs.begin(), options.runArgs.end());
         commands.push_back(command);
     }
@@ -109,7 +105,7 @@ int runTests(const TestOptions& options, std::vector<TestCaseResult>* resultsOut
         runChildren(commands, options.jobs, options.timeoutSeconds);
     std::vector<TestCaseResult> results;
     for (size_t i = 0; i < sessions.size(); ++i)
-        results.push_back(finish(sessions[i], children[i]));
+        results.push_back(sessionOutcome(files[i], children[i]));
     printTable(results);
     if (!options.junit.empty()) {
         std::string error;
@@ -117,17 +113,18 @@ int runTests(const TestOptions& options, std::vector<TestCaseResult>* resultsOut
             throw std::runtime_error(error);
         printf("junit: %s\n", options.junit.c_str());
     }
-    const bool allPassed = std::all_of(results.begin(), results.end(),
-                                       [](const TestCaseResult& r) { return r.outcome == "pass"; });
+    const bool allHeld = std::all_of(results.begin(), results.end(), [](const TestCaseResult& r) {
+        return r.outcome == "pass" || r.outcome == "ran";
+    });
     if (resultsOut)
         *resultsOut = results;
-    return allPassed ? 0 : 3;
+    return allHeld ? 0 : 3;
 }
 
 CLI::App* addTestCommand(CLI::App& app, TestArgs& args) {
     CLI::App* test = app.add_subcommand(
         "test",
-        "runs sessions (a folder's *.json), each in its own process, into a pass/fail table");
+        "runs sessions (a folder's *.json), each in its own process, into a table of outcomes");
     test->add_option("SESSIONS", args.test.inputs, "session files and folders of them")
         ->required()
         ->option_text("DIR|FILES...");

@@ -64,10 +64,18 @@ bool writeJUnit(const std::string& path, const std::vector<TestCaseResult>& resu
         ok = ok && xmlTextWriterStartElement(w, x("testcase")) >= 0 &&
              attr("classname", "korasim") && attr("name", r.name) &&
              attr("time", secondsText(r.seconds));
-        if (r.outcome != "pass") {
+        ok = ok && xmlTextWriterStartElement(w, x("properties")) >= 0 &&
+             xmlTextWriterStartElement(w, x("property")) >= 0 && attr("name", "outcome") &&
+             attr("value", r.outcome) && xmlTextWriterEndElement(w) >= 0 &&
+             xmlTextWriterEndElement(w) >= 0;
+        if (r.outcome == "fail" || r.outcome == "error") {
+            std::string body;
+            for (const auto& problem : r.problems)
+                body += problem + "\n";
             ok = ok &&
                  xmlTextWriterStartElement(w, x(r.outcome == "fail" ? "failure" : "error")) >= 0 &&
                  attr("message", r.message) && attr("type", "exit " + std::to_string(r.exitCode)) &&
+                 xmlTextWriterWriteString(w, x(xmlSafe(body).c_str())) >= 0 &&
                  xmlTextWriterEndElement(w) >= 0;
         }
         ok = ok && xmlTextWriterWriteElement(w, x("system-out"), x(xmlSafe(r.output).c_str())) >= 0;

@@ -37,6 +37,60 @@ void writeOutputImage(const YuvImage& o, const std::string& base, json& entry) {
         entry["preview"] = base + ".png";
 }
 
+// "faults Init 0, Run -5": each fault report by the call it follows, with its code; a module
+// other than the capture algorithm's (7) is named.
+std::string faultWords(const json& dfx) {
+    if (dfx.empty())
+        return "no fault reports";
+    std::string words = "faults";
+    for (const auto& d : dfx) {
+        words += (&d == &dfx.front() ? " " : ", ");
+        words += d["after"].is_string() ? d["after"].get<std::string>() : std::string("?");
+        words += " " + std::to_string(d["code"].get<int>());
+        if (d["module"] != 7)
+            words += " (module " + std::to_string(d["module"].get<int>()) + ")";
+    }
+    return words;
+}
+
+// One line of facts for people: return, path, costs, EXIF, fault reports, boost, dumps and
+// whether the output changed (`equalsInput` null: no output).
+std::string requestLine(const json& out, const std::string& pathText, int ret,
+                        const bool* equalsInput) {
+    std::ostringstream line;
+    const std::string path = out["path"];
+    line << "return " << ret << ", path " << path;
+    if (path != "processed" && pathText != path)
+        line << " (" << pathText << ")";
+    const json& timings = out["timings"];
+    for (const char* cost : {"init", "run", "unit"}) {
+        const json& value = timings[std::string(cost) + "Ms"];
+        if (value.is_number())
+            line << ", " << cost << " " << fixed(value, 2) << " ms";
+    }
+    size_t committed = 0, keys = 0;
+    for (const auto& w : out["exif"]) {
+        if (w["committed"].get<bool>()) {
+            ++committed;
+            keys += w["records"].size();
+        }
+    }
+    line << ", EXIF "
+         << (committed ? "committed (" + std::to_string(keys) + " keys)" : "not committed");
+    line << ", " << faultWords(out["dfx"]);
+    for (const auto& e : out["perfLock"]) {
+        if (e["event"] == "acquire")
+            line << ", boost " << e["durationMs"].get<unsigned>() << " ms";
+        if (e["event"] == "createFailed")
+            line << ", no boost";
+    }
+    if (!out["dumps"].empty())
+        line << ", " << out["dumps"].size() << " dumps";
+    if (equalsInput != nullptr)
+        line << ", output " << (*equalsInput ? "= input" : "changed");
+    return line.str();
+}
+
 }  // namespace
 
 std::shared_ptr<VoMetadata> Runner::Impl::firstInputMetadata(size_t processIndex) {
@@ -168,39 +222,7 @@ std::string Runner::Impl::processRequest(size_t index, const Step& s, Slot& slot
     if (processed)
         processed(ProcessedRequest{index, inputs, outputs});
 
-    // One line of facts for people.
-    std::ostringstream line;
-    line << "return " << ret << ", path " << path;
-    const std::string text = process["text"];
-    if (path != "processed" && text != path)
-        line << " (" << text << ")";
-    if (timings["initMs"].is_number())
-        line << ", init " << fixed(timings["initMs"], 2) << " ms";
-    if (timings["runMs"].is_number())
-        line << ", run " << fixed(timings["runMs"], 2) << " ms";
-    if (timings["unitMs"].is_number())
-        line << ", unit " << fixed(timings["unitMs"], 2) << " ms";
-    size_t committed = 0, keys = 0;
-    for (const auto& w : out["exif"]) {
-        if (w["committed"].get<bool>()) {
-            ++committed;
-            keys += w["records"].size();
-        }
-    }
-    line << ", EXIF "
-         << (committed ? "committed (" + std::to_string(keys) + " keys)" : "not committed");
-    line << ", DFX " << out["dfx"].size();
-    for (const auto& e : out["perfLock"]) {
-        if (e["event"] == "acquire")
-            line << ", boost " << e["durationMs"].get<unsigned>() << " ms";
-        if (e["event"] == "createFailed")
-            line << ", no boost";
-    }
-    if (!out["dumps"].empty())
-        line << ", " << out["dumps"].size() << " dumps";
-    if (!outputs.empty())
-        line << ", output " << (primaryEqualsInput ? "= input" : "changed");
-    return line.str();
+    return requestLine(out, process["text"], ret, outputs.empty() ? nullptr : &primaryEqualsInput);
 }
 
 }  // namespace korasim

@@ -100,10 +100,23 @@ json exifJson(const std::vector<korahost::ExifWriterLog>& exif) {
     return writers;
 }
 
-json dfxJson() {
+// The plugin reports Init, Run and Unit to the fault service, each right after the call, and
+// makes the next call only when the one before returned 0; so within a request the reports name
+// their calls by their order. A report that order cannot explain (after a failed call, a fourth
+// one, or outside processRequest) follows no call korasim can name: null.
+json dfxJson(bool requestStep) {
+    static const char* const kReportedCalls[] = {"Init", "Run", "Unit"};
     json dfx = json::array();
-    for (const auto& d : korahost::takeDfxReports())
-        dfx.push_back({{"code", d.code}, {"module", d.module}, {"timeUs", d.timeUs}});
+    bool orderHolds = requestStep;
+    for (const auto& d : korahost::takeDfxReports()) {
+        const size_t index = dfx.size();
+        orderHolds = orderHolds && index < 3;
+        dfx.push_back({{"code", d.code},
+                       {"module", d.module},
+                       {"timeUs", d.timeUs},
+                       {"after", orderHolds ? json(kReportedCalls[index]) : json(nullptr)}});
+        orderHolds = orderHolds && d.code == 0;
+    }
     return dfx;
 }
 
@@ -208,7 +221,7 @@ json Runner::Impl::collectCommon(json& step, std::vector<korahost::LogRecord>& l
     step["metadataWrites"] = metadataWritesJson(step);
     // A request step shows every section; other steps only those with something in them.
     const std::pair<const char*, json> sections[] = {{"exif", exifJson(exif)},
-                                                     {"dfx", dfxJson()},
+                                                     {"dfx", dfxJson(always)},
                                                      {"perfLock", perfLockJson()},
                                                      {"algorithmCalls", algorithmCallsJson()},
                                                      {"dumps", newDumpsJson()}};

@@ -47,6 +47,33 @@ const std::map<std::string, KeyRule>& rules() {
     return table;
 }
 
+// The refusal reasons and request paths korasim names; an expectation of any other id could
+// never hold, so it is refused when the session is read.
+const std::set<std::string> kReasons = {"preAnchorProc", "memory",       "controller", "version",
+                                        "models",        "processCount", "tags",       "scene",
+                                        "error",         "unknown"};
+const std::set<std::string> kPaths = {
+    "processed",       "initFailed", "runFailed",  "unitStatus", "versionCopy", "libraryUnusable",
+    "buffersUnusable", "bypassCopy", "formatCopy", "noBuffer",   "aborted",     "copy",
+    "unknown"};
+
+void checkKnownId(const json& j, const std::string& path, const std::set<std::string>& known,
+                  const char* what) {
+    if (known.count(j.get<std::string>()))
+        return;
+    std::string list;
+    for (const auto& id : known)
+        list += (list.empty() ? "" : ", ") + id;
+    fail(path, "unknown " + std::string(what) + " " + j.dump() + "; known: " + list);
+}
+
+// "a processRequest step", "an isEnabled step".
+std::string stepWithArticle(StepKind kind) {
+    const std::string name = stepKindName(kind);
+    const bool vowel = std::string("aeiouAEIOU").find(name.front()) != std::string::npos;
+    return (vowel ? "an " : "a ") + name + " step";
+}
+
 void checkList(const json& j, const std::string& path, bool integers) {
     if (!j.is_array())
         fail(path, "expected a list");
@@ -269,10 +296,13 @@ void validateExpect(const json& expect, const std::string& path, StepKind kind) 
                 if (r.second.kinds.count(kind))
                     allowed += (allowed.empty() ? "" : ", ") + r.first;
             }
-            fail(p, std::string("not expected of a ") + stepKindName(kind) +
-                        " step; allowed here: " + allowed);
+            fail(p, "not expected of " + stepWithArticle(kind) + "; allowed here: " + allowed);
         }
         checkShape(it.value(), p, rule->second.shape);
+        if (it.key() == "reason")
+            checkKnownId(it.value(), p, kReasons, "refusal reason");
+        else if (it.key() == "path")
+            checkKnownId(it.value(), p, kPaths, "request path");
     }
 }
 

@@ -27,7 +27,7 @@ enum class Fault {
     PlaneSmallerThanImage,
 };
 
-enum class Output { Inverted, Copy };
+enum class Output { Marked, Copy };
 
 struct Row {
     std::string name;
@@ -45,13 +45,13 @@ void PrintTo(const Row& row, std::ostream* os) {
 
 std::vector<Row> rows() {
     std::vector<Row> table = {
-        {"BoardNodeAbsent", Fault::BoardNodeAbsent, "", true, Output::Inverted, 'I',
+        {"BoardNodeAbsent", Fault::BoardNodeAbsent, "", true, Output::Marked, 'I',
          "cannot open thermaNode: /sys/class/thermal/thermal_message/board_sensor_temp"},
-        {"BoostRefused", Fault::BoostRefused, "", true, Output::Inverted, 'E',
+        {"BoostRefused", Fault::BoostRefused, "", true, Output::Marked, 'E',
          "VoaPerfLock create fail"},
-        {"MetadataAbsent", Fault::MetadataAbsent, "", false, Output::Inverted, 'I',
+        {"MetadataAbsent", Fault::MetadataAbsent, "", false, Output::Marked, 'I',
          "MetaData not found for orvane.ai.asd.sdsrui"},
-        {"MetadataEmpty", Fault::MetadataEmpty, "", false, Output::Inverted, 'I',
+        {"MetadataEmpty", Fault::MetadataEmpty, "", false, Output::Marked, 'I',
          "MetaData not found for orvane.ai.asd.sdsrui"},
         {"OutputOtherImage", Fault::OutputOtherImage, "", true, Output::Copy, 'E',
          "sdsr buffers unusable (input 64x48 stride 80 planes 2, output 64x24 stride 80"},
@@ -121,9 +121,8 @@ TEST_P(FaultMatrix, CaptureDeliveredAndObjectGoesOn) {
             const size_t described = row.fault == Fault::OutputOtherImage ? 64 * 24 : 64 * 71;
             EXPECT_TRUE(std::equal(in.begin(), in.begin() + described, out.begin()));
         } else {
-            EXPECT_TRUE(
-                request.output.visibleBytes() ==
-                (row.output == Output::Copy ? request.inputPixels : request.invertedInput()));
+            EXPECT_TRUE(request.output.visibleBytes() ==
+                        (row.output == Output::Copy ? request.inputPixels : request.markedInput()));
         }
         EXPECT_TRUE(request.input.visibleBytes() == request.inputPixels);
         EXPECT_TRUE(paddingIntact(request.output)) << "bytes outside the image were written";
@@ -138,7 +137,7 @@ TEST_P(FaultMatrix, CaptureDeliveredAndObjectGoesOn) {
     EXPECT_TRUE(session.enable(enablingMetadata()));
     TestRequest next(64, 48, 35, 80, enablingMetadata());
     EXPECT_EQ(0, session.process(next));
-    EXPECT_TRUE(next.output.visibleBytes() == next.invertedInput());
+    EXPECT_TRUE(next.output.visibleBytes() == next.markedInput());
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, FaultMatrix, ::testing::ValuesIn(rows()),

@@ -333,7 +333,8 @@ const OwnedImage* ownerOf(const Request& request, const ImageParams& image) {
 }
 
 // Where both sides describe the same two-plane image in full, the output must be the scripted
-// algorithm's result (luma inverted, chroma copied) after a successful run, the input otherwise.
+// algorithm's result (the input with its frame marked in the luma) after a successful run, the
+// input otherwise.
 void checkOutputPixels(const Request& request, bool runSucceeded) {
     const ImageParams* input = firstImage(request.info.inputBuffers);
     const ImageParams* output = firstImage(request.info.outputBuffers);
@@ -351,7 +352,10 @@ void checkOutputPixels(const Request& request, bool runSucceeded) {
     for (size_t y = 0; y < input->height; ++y) {
         for (size_t x = 0; x < input->width; ++x) {
             const uint8_t source = input->planes[0].addr[y * stride + x];
-            const uint8_t expected = runSucceeded ? uint8_t(255 - source) : source;
+            const uint8_t expected = runSucceeded
+                                         ? sdsrScripted_markedLuma(source, uint32_t(x), uint32_t(y),
+                                                                   input->width, input->height)
+                                         : source;
             require(output->planes[0].addr[y * stride + x] == expected,
                     runSucceeded ? "output luma is the algorithm's result"
                                  : "output luma is a copy of the input");

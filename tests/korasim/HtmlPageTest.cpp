@@ -2,6 +2,7 @@
 // runs its script and hands back the resulting DOM. Each session checks the rows, checks and
 // pictures the page must hold, that every picture decoded, and that the console stayed silent.
 #include <stdlib.h>
+#include <string.h>
 #include <sys/wait.h>
 
 #include <filesystem>
@@ -100,12 +101,13 @@ std::vector<PageCase> pageCases() {
           // frame 0 of the debug record: sensor mode, exposure, start of exposure
           R"(<td class="mono">0</td><td class="mono">3</td><td class="mono">33000000</td><td class="mono">123456789</td>)",
           "<td>camera id</td><td class=\"mono\">2</td>", "frame 1280x960, preview 1:2",
+          "<td>fault reports</td><td class=\"mono\">Init 0, Run 0, Unit 0</td>",
           // the timeline: Run nested in the boost, in the request
           R"(class="trace-span" data-name="Run" data-cat="algorithm" data-depth="2")"},
          4},
         {"initFailed",
          {{"device", {{"algorithm", {{"library", "scripted"}, {"init", -3}}}}}},
-         {R"(data-path="initFailed")", R"(data-result="pass")", "code -3", "<td>zoomRatio</td>"},
+         {R"(data-path="initFailed")", R"(data-result="pass")", ">Init -3<", "<td>zoomRatio</td>"},
          4},
         {"formatCopy",
          {{"request", {{"inputs", {{{"format", 34}, {"width", 640}, {"height", 480}}}}}}},
@@ -175,6 +177,25 @@ TEST(HtmlPageFiles, PicturesBesideThePageLoad) {
         EXPECT_TRUE(fs::exists(page + ".files/step3-" + std::string(name) + ".png")) << name;
     const std::string dom = renderedDom(scratch, page, 4);
     EXPECT_NE(dom.find(R"(src="page.html.files/step3-output-crop.png")"), std::string::npos);
+}
+
+// The demo's page shows the throughput and sharpness its terminal prints, in the same words.
+TEST(HtmlPageDemo, ShowsTheFiguresTheTerminalPrints) {
+    Scratch scratch;
+    const Result r = runKorasim(scratch, {"demo", "--out", scratch.path("demo")});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    const std::string dom = renderedDom(scratch, scratch.path("demo/report.html"), 4);
+    EXPECT_NE(dom.find(R"(<section id="demo-figures">)"), std::string::npos);
+    for (const char* start : {"reference algorithm: ",
+                              "sharpness (mean luma gradient, levels per "
+                              "pixel): "}) {
+        const size_t at = r.out.find(start);
+        ASSERT_NE(at, std::string::npos) << r.out;
+        const size_t from = at + strlen(start), end = r.out.find('\n', from);
+        const std::string figures = r.out.substr(from, end - from);  // "846.4 ms for 4000x3000..."
+        EXPECT_NE(dom.find(figures), std::string::npos) << "missing: " << figures;
+    }
+    screenshot(scratch, scratch.path("demo/report.html"), "demo");
 }
 
 // explain's captures: one section each, the checks in order with the deciding one marked.

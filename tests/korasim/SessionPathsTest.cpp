@@ -30,9 +30,14 @@ json view(const json& s) {
             v["calls"].push_back(c.at("call"));
     }
     if (s.contains("dfx")) {
+        // Each fault report by the call it follows: "Init 0".
         v["dfx"] = json::array();
-        for (const auto& d : s.at("dfx"))
-            v["dfx"].push_back(d.at("module") == 7 ? d.at("code") : json("module != 7"));
+        for (const auto& d : s.at("dfx")) {
+            v["dfx"].push_back(d.at("module") != 7 ? "module != 7"
+                               : !d.at("after").is_string()
+                                   ? "? " + d.at("code").dump()
+                                   : d.at("after").get<std::string>() + " " + d.at("code").dump());
+        }
     }
     if (s.contains("outputs") && !s.at("outputs").empty())
         v["equalsInput"] = s.at("outputs").at(0).at("equalsInput");
@@ -83,7 +88,7 @@ TEST(KorasimSession, ReportNamesTheOutcomeOfEveryStep) {
            {{"return", 0},
             {"path", "processed"},
             {"calls", kProcessCalls},
-            {"dfx", {0, 0, 0}},
+            {"dfx", {"Init 0", "Run 0", "Unit 0"}},
             {"committed", true},
             {"exif.wide", "640"},
             {"boost", {"acquire", "release"}},
@@ -119,7 +124,7 @@ TEST(KorasimSession, ReportNamesTheOutcomeOfEveryStep) {
          copySession({{"device", {{"algorithm", {{"init", -3}}}}}}),
          {{2,
            {{"path", "initFailed"},
-            {"dfx", {-3}},
+            {"dfx", {"Init -3"}},
             {"committed", true},
             {"exif.initFailed", "-3"},
             {"equalsInput", true}}}}},
@@ -128,9 +133,15 @@ TEST(KorasimSession, ReportNamesTheOutcomeOfEveryStep) {
          {{2,
            {{"path", "runFailed"},
             {"calls", {"GetVersion", "Init", "Run"}},
-            {"dfx", {0, -5}},
+            {"dfx", {"Init 0", "Run -5"}},
             {"exif.runFailed", "-5"},
             {"equalsInput", true}}}}},
+        {"unitStatus",
+         copySession({{"device", {{"algorithm", {{"unit", 7}}}}}}),
+         {{2,
+           {{"path", "unitStatus"},
+            {"dfx", {"Init 0", "Run 0", "Unit 7"}},
+            {"equalsInput", false}}}}},
         // Steps name their plugin object; each object keeps its own count and node name.
         {"twoObjects",
          {{"steps",
@@ -176,6 +187,14 @@ TEST(KorasimSession, ReportNamesTheOutcomeOfEveryStep) {
                     << "step " << expected.first << " lacks " << field.key();
                 EXPECT_EQ(v.at(field.key()), field.value())
                     << "step " << expected.first << ", " << field.key();
+            }
+            // The step line names the fault reports in the same words.
+            if (expected.second.contains("dfx")) {
+                std::string words = "no fault reports";
+                for (const auto& d : expected.second.at("dfx"))
+                    words = (d == expected.second.at("dfx").front() ? "faults " : words + ", ") +
+                            d.get<std::string>();
+                EXPECT_NE(r.out.find(", " + words + ","), std::string::npos) << r.out;
             }
         }
         if (!first)

@@ -126,12 +126,47 @@ TEST(KorasimParts, ExpectationsReportEachMismatchWithWantedAndActual) {
     EXPECT_TRUE(checkExpect({{"reason", "memoryOrController"}}, refused, "s").empty());
     EXPECT_EQ(checkExpect({{"reason", "controller"}}, refused, "s").at(0).actual, "\"memory\"");
 
-    for (const auto& bad : {json{{"answer", true}}, json{{"path", 3}}, json{{"dfx", {"x"}}},
-                            json{{"exif", {{"commited", true}}}}, json{{"init", {{"w", {1}}}}}}) {
-        EXPECT_THROW(validateExpect(bad, "steps[3].expect", StepKind::ProcessRequest), SessionError)
-            << bad.dump();
+    // A bad expectation is refused with its JSON path; ids are checked against those korasim names.
+    struct Bad {
+        json expect;
+        StepKind kind;
+        const char* error;  // "path | message" (start)
+    };
+    const std::vector<Bad> bad = {
+        {{{"answer", true}},
+         StepKind::ProcessRequest,
+         "e.answer | not expected of a processRequest"},
+        {{{"path", "processed"}},
+         StepKind::IsEnabled,
+         "e.path | not expected of an isEnabled step"},
+        {{{"path", 3}}, StepKind::ProcessRequest, "e.path | expected a string"},
+        {{{"path", "processd"}},
+         StepKind::ProcessRequest,
+         "e.path | unknown request path \"processd\""},
+        {{{"reason", "mem"}},
+         StepKind::IsEnabled,
+         "e.reason | unknown refusal reason \"mem\"; known: "},
+        {{{"dfx", {"x"}}}, StepKind::ProcessRequest, "e.dfx[0] | expected an integer"},
+        {{{"exif", {{"commited", true}}}},
+         StepKind::ProcessRequest,
+         "e.exif.commited | unknown key"},
+        {{{"init", {{"w", {1}}}}}, StepKind::ProcessRequest, "e.init.w | expected a number"},
+    };
+    for (const Bad& b : bad) {
+        std::string error = "ok";
+        try {
+            validateExpect(b.expect, "e", b.kind);
+        } catch (const SessionError& e) {
+            error = e.path() + " | " + e.what();
+        }
+        EXPECT_EQ(error.substr(0, strlen(b.error)), b.error) << b.expect.dump();
     }
-    EXPECT_NO_THROW(validateExpect({{"answer", true}, {"reason", "x"}}, "e", StepKind::IsEnabled));
+    for (const char* reason : {"memory", "controller", "version", "models", "processCount", "tags",
+                               "scene", "preAnchorProc", "unknown"})
+        EXPECT_NO_THROW(validateExpect({{"reason", reason}}, "e", StepKind::IsEnabled)) << reason;
+    for (const char* path : {"processed", "initFailed", "runFailed", "unitStatus", "versionCopy",
+                             "formatCopy", "bypassCopy", "libraryUnusable", "buffersUnusable"})
+        EXPECT_NO_THROW(validateExpect({{"path", path}}, "e", StepKind::ProcessRequest)) << path;
 }
 
 TEST(KorasimParts, LogcatFiltersPassWhatLogcatWouldPass) {
@@ -297,22 +332,34 @@ TEST(KorasimParts, PngSizeComesFromTheHeaderAndJUnitIsWellFormed) {
     EXPECT_FALSE(readPngSize(dir.path + "/none.png", &w, &h, nullptr));
 
     const std::string xml = dir.path + "/j.xml";
-    ASSERT_TRUE(
-        writeJUnit(xml,
-                   {{"a.json", "pass", 0.5, 0, "", "ok\n"},
-                    {"b.json", "fail", 0.25, 3, "steps[2]: wanted \"x\" <y> & z", "\x01out"},
-                    {"c.json", "error", 0.1, 2, "bad", ""}},
-                   nullptr));
+    ASSERT_TRUE(writeJUnit(xml,
+                           {{"a.json", "pass", 0.5, 0, "", "ok\n", {}},
+                            {"r.json", "ran", 0.25, 0, "ran: no expectation stated", "", {}},
+                            {"b.json",
+                             "fail",
+                             0.25,
+                             3,
+                             "2 expectations not met",
+                             "\x01out",
+                             {"steps[2]: wanted \"x\" <y> & z", "steps[3]: wanted 1, got 2"}},
+                            {"c.json", "error", 0.1, 2, "bad", "", {"bad"}}},
+                           nullptr));
     std::ifstream in(xml);
     std::stringstream text;
     text << in.rdbuf();
     const std::string s = text.str();
     for (const char* part :
-         {"tests=\"3\" failures=\"1\" errors=\"1\" time=\"0.850\"",
-          "<failure message=\"steps[2]: wanted &quot;x&quot; &lt;y&gt; &amp; z\"",
-          "<error message=\"bad\" type=\"exit 2\"", "?out"}) {
+         {"tests=\"4\" failures=\"1\" errors=\"1\" time=\"1.100\"",
+          "<failure message=\"2 expectations not met\" type=\"exit 3\">steps[2]: wanted "
+          "&quot;x&quot; &lt;y&gt; &amp; z\nsteps[3]: wanted 1, got 2\n</failure>",
+          "<property name=\"outcome\" value=\"ran\"/>", "<error message=\"bad\" type=\"exit 2\"",
+          "?out"}) {
         EXPECT_NE(s.find(part), std::string::npos) << part << "\n" << s;
     }
+    // Only fail and error are failures: the test case that ran without expectations is not.
+    const size_t ran = s.find("name=\"r.json\"");
+    ASSERT_NE(ran, std::string::npos);
+    EXPECT_LT(s.find("</testcase>", ran), s.find("<failure", ran)) << s;
 }
 
 TEST(KorasimParts, SignalSafeRemovalTakesTheTreeButNotWhatItLinksTo) {

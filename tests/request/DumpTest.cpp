@@ -69,7 +69,7 @@ void checkDumps(const DumpRow& row) {
             EXPECT_TRUE(content == asText(request.inputPixels)) << file << ": not the input";
         } else {
             EXPECT_TRUE(row.outputDump) << file;
-            EXPECT_TRUE(content == asText(request.invertedInput())) << file << ": not the result";
+            EXPECT_TRUE(content == asText(request.markedInput())) << file << ": not the result";
         }
     }
 }

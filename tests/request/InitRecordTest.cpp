@@ -234,7 +234,7 @@ TEST_P(VersionText, DecidesBetweenRunAndCopy) {
     TestRequest request(32, 16, 17, 32, enablingMetadata());
     session.process(request);
     EXPECT_TRUE(request.output.visibleBytes() ==
-                (row.processed ? request.invertedInput() : request.inputPixels));
+                (row.processed ? request.markedInput() : request.inputPixels));
     EXPECT_EQ(!row.processed, hasLine(takeOnlineLogs(), 'E', "sdsr version is different"));
 }
 

@@ -52,7 +52,7 @@ enum class Setup {
     PlaneCountFive,
 };
 
-enum class Output { Copy, Inverted };
+enum class Output { Copy, Marked };
 
 struct Row {
     const char* name;
@@ -90,9 +90,9 @@ const std::vector<Row>& rows() {
     const auto ran = keys({"init cost", "run cost"}, {"instance", "procTime"});
     static const std::vector<Row> table = {
         // name, setup, output, level, message, committed, EXIF keys, DFX codes, calls, live
-        {"Success", Setup::Success, Output::Inverted, 'I', "sdsr - Unit cost = ", true, ran,
+        {"Success", Setup::Success, Output::Marked, 'I', "sdsr - Unit cost = ", true, ran,
          {0, 0, 0}, {GV, INIT, RUN, UNIT}, 0},
-        {"UnitFails", Setup::UnitFails, Output::Inverted, 'I', "- ret = -7", true, ran,
+        {"UnitFails", Setup::UnitFails, Output::Marked, 'I', "- ret = -7", true, ran,
          {0, 0, -7}, {GV, INIT, RUN, UNIT}, 0},
         {"RunFails", Setup::RunFails, Output::Copy, 'I', "sdsr - run failed: -5", true,
          keys({"init cost", "runFailed"}, {"instance", "procTime"}), {0, -5}, {GV, INIT, RUN}, 1},
@@ -106,7 +106,7 @@ const std::vector<Row>& rows() {
          false, {}, {}, {}, 0},
         {"EntryPointsMissing", Setup::EntryPointsMissing, Output::Copy, 'E',
          "sdsr library unusable", false, {}, {}, {}, 0},
-        {"PlaneCountFive", Setup::PlaneCountFive, Output::Inverted, 'W',
+        {"PlaneCountFive", Setup::PlaneCountFive, Output::Marked, 'W',
          "buffer has 5 planes, only 3 are used", true, ran, {0, 0, 0}, {GV, INIT, RUN, UNIT}, 0},
     };
     return table;
@@ -153,7 +153,7 @@ TEST_P(RequestOutcome, OutputLogExifFaultsCallsBoostAndCount) {
 
     // Output image.
     const std::vector<uint8_t> expected =
-        row.output == Output::Copy ? request.inputPixels : request.invertedInput();
+        row.output == Output::Copy ? request.inputPixels : request.markedInput();
     EXPECT_TRUE(request.output.visibleBytes() == expected) << "output is not the expected image";
     EXPECT_TRUE(request.input.visibleBytes() == request.inputPixels) << "input was changed";
     EXPECT_TRUE(paddingIntact(request.output)) << "bytes outside the image were written";
@@ -237,7 +237,7 @@ struct MalformedRow {
     bool outputPresent;   // the request's output map holds the image
     bool emptyLowPorts;   // port 0 of both maps holds an empty vector, the image is on port 1
     const char* message;  // the E line, or "" for none
-    bool processed;       // the scripted run turned the output into the inverted input
+    bool processed;       // the scripted run wrote the marked input into the output
 };
 
 // Test names tell the row; gtest need not dump its bytes.
@@ -268,7 +268,7 @@ TEST_P(MalformedRequest, NoCrashAndATellingLine) {
 
     EXPECT_TRUE(request.input.visibleBytes() == request.inputPixels);
     EXPECT_TRUE(request.output.visibleBytes() ==
-                (row.processed ? request.invertedInput() : request.outputPixels));
+                (row.processed ? request.markedInput() : request.outputPixels));
     if (row.message[0] != '\0') {
         EXPECT_TRUE(hasLine(logs, 'E', row.message)) << row.message;
     }

@@ -19,11 +19,15 @@ TestRequest::TestRequest(uint32_t width, uint32_t height, uint32_t format, uint3
       inputPixels(input.visibleBytes()),
       outputPixels(output.visibleBytes()) {}
 
-std::vector<uint8_t> TestRequest::invertedInput() const {
+std::vector<uint8_t> TestRequest::markedInput() const {
     std::vector<uint8_t> expected = inputPixels;
-    const size_t lumaCount = size_t(input.width()) * input.height();
-    for (size_t i = 0; i < lumaCount; ++i)
-        expected[i] = uint8_t(255 - expected[i]);
+    const uint32_t width = input.width(), height = input.height();
+    for (uint32_t y = 0; y < height; ++y) {
+        for (uint32_t x = 0; x < width; ++x) {
+            uint8_t& luma = expected[size_t(y) * width + x];
+            luma = sdsrScripted_markedLuma(luma, x, y, width, height);
+        }
+    }
     return expected;
 }
 

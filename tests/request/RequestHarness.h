@@ -44,8 +44,8 @@ class TestRequest : public hostkit::CaptureRequest {
     std::vector<uint8_t> inputPixels;   // visible input pixels at construction
     std::vector<uint8_t> outputPixels;  // visible output pixels at construction
 
-    // What the scripted Run makes of the input: luma inverted, chroma as it is.
-    std::vector<uint8_t> invertedInput() const;
+    // What the scripted Run makes of the input: the luma with its frame marked, chroma as it is.
+    std::vector<uint8_t> markedInput() const;
 };
 
 // Row padding and rows below the image still hold the fill byte of YuvImage.

@@ -50,7 +50,7 @@ RunResult runOnce(PluginSession& session, const Scenario& scenario, long nth) {
         countingnew::failNth(0);
         const std::vector<uint8_t> output = request.output.visibleBytes();
         const bool aborted = hasLine(takeOnlineLogs(), 'E', "request aborted");
-        if (output == request.invertedInput())
+        if (output == request.markedInput())
             result.outcome = Processed;
         else if (output == request.inputPixels)
             result.outcome = aborted ? CopiedAborted : Copied;

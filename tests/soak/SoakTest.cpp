@@ -30,7 +30,7 @@ int openFds() {
     return count - 1;  // the directory stream itself
 }
 
-enum class Expect { Inverted, Copy, Untouched };
+enum class Expect { Marked, Copy, Untouched };
 
 struct Path {
     const char* name;
@@ -46,15 +46,15 @@ struct Path {
 
 // One of each way a request ends; the soak cycles through them.
 const Path kPaths[] = {
-    {"success NV21", 17, 0, 0, 0, false, false, false, false, false, Expect::Inverted},
-    {"success NV12", 35, 0, 0, 0, false, false, false, false, false, Expect::Inverted},
-    {"Unit fails", 17, 0, 0, 5, false, false, false, false, false, Expect::Inverted},
+    {"success NV21", 17, 0, 0, 0, false, false, false, false, false, Expect::Marked},
+    {"success NV12", 35, 0, 0, 0, false, false, false, false, false, Expect::Marked},
+    {"Unit fails", 17, 0, 0, 5, false, false, false, false, false, Expect::Marked},
     {"Run fails", 17, 0, -7, 0, false, false, false, false, false, Expect::Copy},
     {"Init fails", 35, -3, 0, 0, false, false, false, false, false, Expect::Copy},
     {"version mismatch", 17, 0, 0, 0, true, false, false, false, false, Expect::Copy},
     {"format 34", 34, 0, 0, 0, false, false, false, false, false, Expect::Copy},
-    {"boost refused", 17, 0, 0, 0, false, true, false, false, false, Expect::Inverted},
-    {"no metadata", 17, 0, 0, 0, false, false, true, false, false, Expect::Inverted},
+    {"boost refused", 17, 0, 0, 0, false, true, false, false, false, Expect::Marked},
+    {"no metadata", 17, 0, 0, 0, false, false, true, false, false, Expect::Marked},
     {"empty buffer maps", 17, 0, 0, 0, false, false, false, true, false, Expect::Untouched},
     {"output smaller", 17, 0, 0, 0, false, false, false, false, true, Expect::Untouched},
 };
@@ -84,8 +84,8 @@ void runOne(PluginSession& session, const Path& path, int index) {
     ASSERT_EQ(0, session.process(request)) << path.name;
     ASSERT_EQ(0, korahost::livePerfLocks()) << path.name;
     switch (path.expect) {
-        case Expect::Inverted:
-            ASSERT_EQ(request.invertedInput(), request.output.visibleBytes()) << path.name;
+        case Expect::Marked:
+            ASSERT_EQ(request.markedInput(), request.output.visibleBytes()) << path.name;
             break;
         case Expect::Copy:
             ASSERT_EQ(request.inputPixels, request.output.visibleBytes()) << path.name;

@@ -21,6 +21,11 @@ function exifBlock(exif) {
       el("span", {class: "badge " + (w.committed ? "good" : "bad")}, w.committed ? "committed" : "dropped")),
     listTable(w.records || [], [["#", (r) => w.records.indexOf(r)], ["key", (r) => r.key], ["value", (r) => r.value], ["int", (r) => r.int]])));
 }
+// Each fault report by the call it follows and its code ("Init 0, Run -5"), as the step line says.
+function faultWords(dfx) {
+  if (!dfx || !dfx.length) return "none";
+  return dfx.map((d) => `${d.after || "?"} ${d.code}` + (d.module === 7 ? "" : ` (module ${d.module})`)).join(", ");
+}
 function debugRecordBlock(rec) {
   if (rec.error) return el("p", {class: "bad"}, rec.error);
   return el("div", {class: "debug-record"},
@@ -89,7 +94,7 @@ function processBlock(step, pictures) {
   ];
   if (step.exif && step.exif.length) parts.push(el("h3", {}, "EXIF records"), ...exifBlock(step.exif));
   parts.push(el("h3", {}, "Fault reports, boost, dumps"), kvTable([
-    ["fault reports", (step.dfx || []).map((d) => `code ${d.code} module ${d.module}`).join(", ") || "none"],
+    ["fault reports", faultWords(step.dfx)],
     ["boost", (step.perfLock || []).map((p) => p.event + (p.durationMs ? " " + p.durationMs + " ms" : "")).join(", ") || "none"],
     ["dumps", (step.dumps || []).map((d) => `${d.device} (${d.bytes} bytes)`).join(", ") || "none"]]));
   if (step.debugRecord) parts.push(el("h3", {}, "Debug record (768 bytes)"), debugRecordBlock(step.debugRecord));

@@ -70,8 +70,20 @@ function logTable(r) {
     el("div", {class: "filters"}, "level ", level, " tag ", tag, " group ", group, " channel ", channel, search, count),
     el("table", {}, el("tr", {}, ["step", "channel", "level", "tag", "group", "function", "message"].map((h) => el("th", {}, h))), trs));
 }
+// The demo's figures, as its terminal prints them: the algorithm's throughput and the sharpness
+// of input and output.
+function demoFigures(demo) {
+  if (!demo) return [];
+  const f3 = (v) => (typeof v === "number" ? v.toFixed(3) : "—");
+  const rows = (demo.throughput || []).map((t) => [`throughput (step ${t.step})`,
+    `${t.runMs.toFixed(1)} ms for ${t.width}x${t.height} = ${t.megapixelsPerSecond.toFixed(1)} megapixels/s on ${t.threads} thread(s)`]);
+  const s = demo.sharpness;
+  rows.push(["sharpness (mean luma gradient, levels per pixel)",
+    s ? `input ${f3(s.input)}, output ${f3(s.output)} (x${s.ratio.toFixed(2)})` : "no request was processed"]);
+  return [el("section", {id: "demo-figures"}, el("h2", {}, "Demo figures"), kvTable(rows))];
+}
 function runPage(data, app) {
   const r = data.report, pictures = data.pictures || {};
-  app.append(header(r), ...comparisonSections(data), timeline(r.steps || []), traceTimeline(data.trace) || "",
-    ...(r.steps || []).map((s) => stepSection(s, pictures[s.index])), logTable(r));
+  app.append(header(r), ...demoFigures(r.demo), ...comparisonSections(data), timeline(r.steps || []),
+    traceTimeline(data.trace) || "", ...(r.steps || []).map((s) => stepSection(s, pictures[s.index])), logTable(r));
 }
