@@ -72,91 +72,117 @@ CLI::App* addDemoCommand(CLI::App& app, DemoArgs& args) {
     return demo;
 }
 
-int commandDemo(DemoArgs args) {
-    if (args.common.outDir.empty())
-        args.common.outDir = "out/demo";
-    const std::string outDir = args.common.outDir;
-    if (args.threads > 0)
-        setenv("SDSR_REFERENCE_THREADS", std::to_string(args.threads).c_str(), 1);
-    const int width = 4000, height = 3000;
+namespace {
+
+constexpr int kDemoWidth = 4000, kDemoHeight = 3000;
+
+// One request of the synthetic scene at 10x zoom, every probe passing, the reference algorithm.
+Session demoSession() {
     const json document = {
         {"description", "korasim demo: a 10x digital zoom of a synthetic scene, NV21 4000x3000"},
         {"device", {{"algorithm", {{"library", "reference"}}}}},
         {"request",
          {{"inputs", json::array({{{"format", "nv21"},
-                                   {"width", width},
-                                   {"height", height},
+                                   {"width", kDemoWidth},
+                                   {"height", kDemoHeight},
                                    {"image", "scene"},
                                    {"metadata",
                                     {{"$extends", "enabling"},
                                      {"ANDROID_CONTROL_ZOOM_RATIO", 10.0},
                                      {"orvane.snapshot.imageName", "IMG_korasim_demo.jpg"}}}}})}}}};
-    const Session session = parseSession(document, fs::current_path().string());
+    return parseSession(document, fs::current_path().string());
+}
+
+// overview.png (the whole frame, input beside output, scaled down by 4) and crop.png (a
+// full-resolution crop of the sign's lettering, input beside output) in `outDir`; their paths.
+std::vector<std::string> writeDemoPictures(const YuvImage& in, const YuvImage& out,
+                                           const std::string& outDir) {
+    const RgbImage inRgb = toRgb(in), outRgb = toRgb(out);
+    const int factor = 4, gap = 16, band = 60;
+    const RgbImage inSmall = shrink(inRgb, factor), outSmall = shrink(outRgb, factor);
+    RgbImage overview(inSmall.width * 2 + gap, inSmall.height + band, 0);
+    paste(overview, inSmall, 0, band);
+    paste(overview, outSmall, inSmall.width + gap, band);
+    drawLabel(overview, "INPUT", 8, 4, 5);
+    drawLabel(overview, "OUTPUT", inSmall.width + gap + 8, 4, 5);
+    const int cw = 640, ch = 480;
+    const int cx = static_cast<int>(in.width()) * 1650 / 4000;
+    const int cy = static_cast<int>(in.height()) * 560 / 3000;
+    RgbImage crop(cw * 2 + gap, ch + band, 0);
+    paste(crop, inRgb, 0, band, cx, cy, cw, ch);
+    paste(crop, outRgb, cw + gap, band, cx, cy, cw, ch);
+    drawLabel(crop, "INPUT", 8, 4, 5);
+    drawLabel(crop, "OUTPUT", cw + gap + 8, 4, 5);
+    std::vector<std::string> paths;
+    for (const auto& picture :
+         {std::make_pair("overview.png", &overview), std::make_pair("crop.png", &crop)}) {
+        const std::string path = outDir + "/" + picture.first;
+        std::string error;
+        if (!writePng(path, *picture.second, &error))
+            throw std::runtime_error(error);
+        paths.push_back(path);
+    }
+    return paths;
+}
+
+// What the demo learnt from the processed request.
+struct DemoResult {
+    bool processed = false, outputChanged = false;
+    double inSharpness = 0, outSharpness = 0;
+    std::vector<std::string> pictures;
+};
+
+// Prints the sharpness figure (or why there is none) and returns it for the report.
+json sharpnessFigures(const DemoResult& r) {
+    if (!r.processed) {
+        printf("note: no request was processed\n");
+        return nullptr;
+    }
+    const double ratio = r.inSharpness > 0 ? r.outSharpness / r.inSharpness : 0.0;
+    printf("sharpness (mean luma gradient, levels per pixel): input %.3f, output %.3f (x%.2f)\n",
+           r.inSharpness, r.outSharpness, ratio);
+    if (!r.outputChanged)
+        printf("note: the output equals the input (the pass did not run)\n");
+    return {{"input", r.inSharpness}, {"output", r.outSharpness}, {"ratio", ratio}};
+}
+
+}  // namespace
+
+int commandDemo(DemoArgs args) {
+    if (args.common.outDir.empty())
+        args.common.outDir = "out/demo";
+    if (args.threads > 0)
+        setenv("SDSR_REFERENCE_THREADS", std::to_string(args.threads).c_str(), 1);
+    const Session session = demoSession();
     const RunOutputs files = runOutputs(args.common);
     RunOptions options = runOptions(args.common, "demo");
     options.writeOutputImages = false;
     Runner runner(session, options);
     html::PageRecorder page(args.noHtml ? std::string() : files.html);
 
-    double inSharpness = 0, outSharpness = 0;
-    bool processed = false;
-    bool outputChanged = false;
-    std::vector<std::string> pictures;
+    DemoResult result;
     runner.setProcessedCallback([&](const ProcessedRequest& r) {
         if (r.inputs.empty() || r.outputs.empty())
             return;
         const YuvImage& in = *r.inputs.front();
         const YuvImage& out = *r.outputs.front();
         page.onProcessed(r.stepIndex, in, out);
-        processed = true;
-        outputChanged = !out.sameVisiblePixels(in);
-        inSharpness = lumaSharpness(in);
-        outSharpness = lumaSharpness(out);
-        const RgbImage inRgb = toRgb(in), outRgb = toRgb(out);
-        // The whole frame, input beside output, scaled down by 4.
-        const int factor = 4, gap = 16, band = 60;
-        const RgbImage inSmall = shrink(inRgb, factor), outSmall = shrink(outRgb, factor);
-        RgbImage overview(inSmall.width * 2 + gap, inSmall.height + band, 0);
-        paste(overview, inSmall, 0, band);
-        paste(overview, outSmall, inSmall.width + gap, band);
-        drawLabel(overview, "INPUT", 8, 4, 5);
-        drawLabel(overview, "OUTPUT", inSmall.width + gap + 8, 4, 5);
-        // A full-resolution crop of the sign's lettering, input beside output.
-        const int cw = 640, ch = 480;
-        const int cx = static_cast<int>(in.width()) * 1650 / 4000;
-        const int cy = static_cast<int>(in.height()) * 560 / 3000;
-        RgbImage crop(cw * 2 + gap, ch + band, 0);
-        paste(crop, inRgb, 0, band, cx, cy, cw, ch);
-        paste(crop, outRgb, cw + gap, band, cx, cy, cw, ch);
-        drawLabel(crop, "INPUT", 8, 4, 5);
-        drawLabel(crop, "OUTPUT", cw + gap + 8, 4, 5);
-        for (const auto& picture :
-             {std::make_pair("overview.png", &overview), std::make_pair("crop.png", &crop)}) {
-            const std::string path = outDir + "/" + picture.first;
-            std::string error;
-            if (!writePng(path, *picture.second, &error))
-                throw std::runtime_error(error);
-            pictures.push_back(path);
-        }
+        result.processed = true;
+        result.outputChanged = !out.sameVisiblePixels(in);
+        result.inSharpness = lumaSharpness(in);
+        result.outSharpness = lumaSharpness(out);
+        result.pictures = writeDemoPictures(in, out, args.common.outDir);
     });
     runner.run();
     printSummary(runner);
 
     // The figures the terminal shows go into the report too, so that the page shows them.
-    json figures = {{"throughput", throughputFigures(runner.report(), width, height, options)}};
-    if (processed) {
-        printf(
-            "sharpness (mean luma gradient, levels per pixel): input %.3f, output %.3f (x%.2f)\n",
-            inSharpness, outSharpness, inSharpness > 0 ? outSharpness / inSharpness : 0.0);
-        figures["sharpness"] = {{"input", inSharpness},
-                                {"output", outSharpness},
-                                {"ratio", inSharpness > 0 ? outSharpness / inSharpness : 0.0}};
-        if (!outputChanged)
-            printf("note: the output equals the input (the pass did not run)\n");
-    } else {
-        printf("note: no request was processed\n");
-    }
-    for (const auto& p : pictures)
+    json figures = {
+        {"throughput", throughputFigures(runner.report(), kDemoWidth, kDemoHeight, options)}};
+    const json sharpness = sharpnessFigures(result);
+    if (!sharpness.is_null())
+        figures["sharpness"] = sharpness;
+    for (const auto& p : result.pictures)
         printf("picture: %s\n", p.c_str());
     json report = runner.report();
     report["demo"] = figures;

@@ -106,86 +106,72 @@ std::shared_ptr<VoMetadata> Runner::Impl::firstInputMetadata(size_t processIndex
     return meta;
 }
 
-std::string Runner::Impl::processRequest(size_t index, const Step& s, Slot& slot, json& out,
-                                         std::vector<korahost::LogRecord>& logs) {
-    std::vector<std::unique_ptr<YuvImage>> inputs, outputs;
-    std::vector<VoBufferAccessType> inMarkers(s.inputs.size(), VO_BUFFER_ACCESS_NONE);
-    std::vector<VoBufferAccessType> outMarkers(s.outputs.size(), VO_BUFFER_ACCESS_NONE);
-    ProcessRequestInfo request{};
-    request.frameNumber = s.frameNumber;
-    request.requestIndex = s.requestIndex;
-    request.requestKey = s.requestKey;
-    labels.clear();
-
-    auto build = [&](const std::vector<BufferSpec>& wanted, bool input,
-                     std::vector<std::unique_ptr<YuvImage>>& buffers,
-                     std::vector<VoBufferAccessType>& markers, VoBufferMap& map) {
-        const size_t primary = primaryIndex(wanted);
-        for (size_t i = 0; i < wanted.size(); ++i) {
-            const BufferSpec& b = wanted[i];
-            auto buffer = std::make_unique<YuvImage>(
-                blankImage(b.format, b.width, b.height, b.stride, b.scanline));
-            if (b.image.file.empty()) {
-                fillPattern(*buffer, b.image.pattern, b.image.seed);
-            } else {
-                std::string error;
-                if (!loadImageFile(*buffer, b.image.file, &error)) {
-                    throw SessionError(b.path + ".image", error);
-                }
-            }
-            const std::string name = (input ? "inputs[" : "outputs[") + std::to_string(i) + "]";
-            ImageParams params = buffer->params();
-            params.metadata = input && i == primary && s.kind == StepKind::ProcessRequest
-                                  ? firstInputMetadata(index)
-                                  : buildMetadata(b.metadata, b.path + ".metadata");
-            params.physicalMetadata =
-                buildMetadata(b.physicalMetadata, b.path + ".physicalMetadata");
-            params.accessMarker = &markers[i];
-            labels[params.metadata.get()] = name + ".metadata";
-            labels[params.physicalMetadata.get()] = name + ".physicalMetadata";
-            labels[buffer->luma()] = name + ".luma";
-            labels[buffer->chroma()] = name + ".chroma";
-            map[b.port].push_back(params);
-            buffers.push_back(std::move(buffer));
+// Builds the step's buffers of one side (inputs or outputs), fills them and their metadata, and
+// adds them to the request's map; labels name their containers and planes for the report.
+void Runner::Impl::buildBuffers(size_t index, const Step& s, bool input, RequestBuffers& buffers,
+                                VoBufferMap& map) {
+    const std::vector<BufferSpec>& wanted = input ? s.inputs : s.outputs;
+    auto& images = input ? buffers.inputs : buffers.outputs;
+    auto& markers = input ? buffers.inMarkers : buffers.outMarkers;
+    markers.assign(wanted.size(), VO_BUFFER_ACCESS_NONE);
+    const size_t primary = primaryIndex(wanted);
+    for (size_t i = 0; i < wanted.size(); ++i) {
+        const BufferSpec& b = wanted[i];
+        auto buffer = std::make_unique<YuvImage>(
+            blankImage(b.format, b.width, b.height, b.stride, b.scanline));
+        if (b.image.file.empty()) {
+            fillPattern(*buffer, b.image.pattern, b.image.seed);
+        } else {
+            std::string error;
+            if (!loadImageFile(*buffer, b.image.file, &error))
+                throw SessionError(b.path + ".image", error);
         }
-    };
-    build(s.inputs, true, inputs, inMarkers, request.inputBuffers);
-    build(s.outputs, false, outputs, outMarkers, request.outputBuffers);
-    labels.erase(nullptr);
+        const std::string name = (input ? "inputs[" : "outputs[") + std::to_string(i) + "]";
+        ImageParams params = buffer->params();
+        params.metadata = input && i == primary && s.kind == StepKind::ProcessRequest
+                              ? firstInputMetadata(index)
+                              : buildMetadata(b.metadata, b.path + ".metadata");
+        params.physicalMetadata = buildMetadata(b.physicalMetadata, b.path + ".physicalMetadata");
+        params.accessMarker = &markers[i];
+        labels[params.metadata.get()] = name + ".metadata";
+        labels[params.physicalMetadata.get()] = name + ".physicalMetadata";
+        labels[buffer->luma()] = name + ".luma";
+        labels[buffer->chroma()] = name + ".chroma";
+        map[b.port].push_back(params);
+        images.push_back(std::move(buffer));
+    }
+}
 
-    std::vector<std::string> inputShaBefore;
-    for (const auto& b : inputs)
-        inputShaBefore.push_back(visibleSha256(*b));
-    korahost::takeMetadataWrites();  // our own container set-up
-
-    const auto start = std::chrono::steady_clock::now();
-    const int ret = slot.object->processRequest(&request);
-    out["startUs"] = offsetUs(sessionStart, start);
-    out["durationMs"] = elapsedMs(start);
-    out["return"] = ret;
-    logs = korahost::takeLogs();
-
-    const size_t primary = s.inputs.empty() ? 0 : primaryIndex(s.inputs);
+// The inputs after the call: hash, whether the plugin changed them, the access marker.
+json Runner::Impl::inputsJson(const Step& s, const RequestBuffers& buffers,
+                              const std::vector<std::string>& shaBefore) {
     json inJson = json::array();
-    for (size_t i = 0; i < inputs.size(); ++i) {
-        const std::string sha = visibleSha256(*inputs[i]);
+    for (size_t i = 0; i < buffers.inputs.size(); ++i) {
+        const std::string sha = visibleSha256(*buffers.inputs[i]);
         inJson.push_back({{"port", s.inputs[i].port},
                           {"sha256", sha},
-                          {"modified", sha != inputShaBefore[i]},
-                          {"accessMarker", static_cast<int>(inMarkers[i])}});
+                          {"modified", sha != shaBefore[i]},
+                          {"accessMarker", static_cast<int>(buffers.inMarkers[i])}});
     }
-    out["inputs"] = inJson;
+    return inJson;
+}
+
+// The outputs after the call: hash, equal to the input or how they differ, and (with --out)
+// their files. Sets `primaryEqualsInput` for the output the plugin writes.
+json Runner::Impl::outputsJson(size_t index, const Step& s, const RequestBuffers& buffers,
+                               bool& primaryEqualsInput) {
+    const auto& inputs = buffers.inputs;
+    const size_t primary = s.inputs.empty() ? 0 : primaryIndex(s.inputs);
     json outJson = json::array();
-    bool primaryEqualsInput = false;
-    for (size_t i = 0; i < outputs.size(); ++i) {
-        const YuvImage& o = *outputs[i];
+    for (size_t i = 0; i < buffers.outputs.size(); ++i) {
+        const YuvImage& o = *buffers.outputs[i];
         const bool equals = !inputs.empty() && o.sameVisiblePixels(*inputs[primary]);
         if (i == primaryIndex(s.outputs))
             primaryEqualsInput = equals;
         json entry = {{"port", s.outputs[i].port},
                       {"sha256", visibleSha256(o)},
                       {"equalsInput", equals},
-                      {"accessMarker", static_cast<int>(outMarkers[i])}};
+                      {"accessMarker", static_cast<int>(buffers.outMarkers[i])}};
         const bool files = !options.outDir.empty() && options.writeOutputImages;
         const std::string base = options.outDir + "/step" + std::to_string(index) + "-" + s.plugin +
                                  "-out" + std::to_string(i) + "-" + std::to_string(o.width()) +
@@ -200,29 +186,64 @@ std::string Runner::Impl::processRequest(size_t index, const Step& s, Slot& slot
             writeOutputImage(o, base, entry);
         outJson.push_back(entry);
     }
-    out["outputs"] = outJson;
+    return outJson;
+}
 
-    std::vector<korahost::ExifWriterLog> exif = korahost::takeExifWriters();
+// The path the request took, read from its log lines (or, when the gates hid them, judged from
+// the EXIF block), with its costs.
+json Runner::Impl::requestPath(const Step& s, const std::vector<korahost::LogRecord>& logs,
+                               const std::vector<korahost::ExifWriterLog>& exif,
+                               bool primaryEqualsInput, json& out) {
     feed.feed(s.plugin, logread::Call::ProcessRequest, logs);
     json process = feed.process(s.plugin);
     if (process["path"] == "unknown") {
-        // The gates hid the plugin's lines: the EXIF blocks still tell most paths.
         process["path"] = pathFromExif(exif, primaryEqualsInput);
         process["text"] = process["text"].get<std::string>() + "; path judged from the EXIF block";
     }
-    const std::string path = process["path"];
-    out["path"] = path;
+    out["path"] = process["path"];
     out["process"] = process;
     json timings = {{"initMs", nullptr}, {"runMs", nullptr}, {"unitMs", nullptr}};
     if (process.contains("costs"))
         timings = process["costs"];
     out["timings"] = timings;
+    return process;
+}
+
+std::string Runner::Impl::processRequest(size_t index, const Step& s, Slot& slot, json& out,
+                                         std::vector<korahost::LogRecord>& logs) {
+    ProcessRequestInfo request{};
+    request.frameNumber = s.frameNumber;
+    request.requestIndex = s.requestIndex;
+    request.requestKey = s.requestKey;
+    labels.clear();
+    RequestBuffers buffers;
+    buildBuffers(index, s, true, buffers, request.inputBuffers);
+    buildBuffers(index, s, false, buffers, request.outputBuffers);
+    labels.erase(nullptr);
+
+    std::vector<std::string> inputShaBefore;
+    for (const auto& b : buffers.inputs)
+        inputShaBefore.push_back(visibleSha256(*b));
+    korahost::takeMetadataWrites();  // our own container set-up
+
+    const auto start = std::chrono::steady_clock::now();
+    const int ret = slot.object->processRequest(&request);
+    out["startUs"] = offsetUs(sessionStart, start);
+    out["durationMs"] = elapsedMs(start);
+    out["return"] = ret;
+    logs = korahost::takeLogs();
+
+    out["inputs"] = inputsJson(s, buffers, inputShaBefore);
+    bool primaryEqualsInput = false;
+    out["outputs"] = outputsJson(index, s, buffers, primaryEqualsInput);
+    std::vector<korahost::ExifWriterLog> exif = korahost::takeExifWriters();
+    const json process = requestPath(s, logs, exif, primaryEqualsInput, out);
     collectCommon(out, logs, exif, true);
 
     if (processed)
-        processed(ProcessedRequest{index, inputs, outputs});
-
-    return requestLine(out, process["text"], ret, outputs.empty() ? nullptr : &primaryEqualsInput);
+        processed(ProcessedRequest{index, buffers.inputs, buffers.outputs});
+    return requestLine(out, process["text"], ret,
+                       buffers.outputs.empty() ? nullptr : &primaryEqualsInput);
 }
 
 }  // namespace korasim

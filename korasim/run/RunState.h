@@ -98,8 +98,22 @@ struct Runner::Impl {
     json newDumpsJson();
     json collectCommon(json& step, std::vector<korahost::LogRecord>& logs,
                        std::vector<korahost::ExifWriterLog>& exif, bool always);
+    // A processRequest step (RequestStep.cpp).
+    struct RequestBuffers {
+        std::vector<std::unique_ptr<YuvImage>> inputs, outputs;
+        std::vector<VoBufferAccessType> inMarkers, outMarkers;
+    };
     std::string processRequest(size_t index, const Step& s, Slot& slot, json& out,
                                std::vector<korahost::LogRecord>& logs);
+    void buildBuffers(size_t index, const Step& s, bool input, RequestBuffers& buffers,
+                      VoBufferMap& map);
+    json inputsJson(const Step& s, const RequestBuffers& buffers,
+                    const std::vector<std::string>& shaBefore);
+    json outputsJson(size_t index, const Step& s, const RequestBuffers& buffers,
+                     bool& primaryEqualsInput);
+    json requestPath(const Step& s, const std::vector<korahost::LogRecord>& logs,
+                     const std::vector<korahost::ExifWriterLog>& exif, bool primaryEqualsInput,
+                     json& out);
     std::shared_ptr<VoMetadata> firstInputMetadata(size_t processIndex);
 };
 
