@@ -16,7 +16,7 @@ namespace korasim::logread {
 namespace {
 
 // A pipe's capacity; larger reads gain nothing measurable on files.
-constexpr size_t kBlock = 1 << 16;
+constexpr size_t kArchiveBlock = 1 << 16;
 
 // Blocks are not zeroed: only the bytes read are touched.
 struct Feed {
@@ -26,7 +26,7 @@ struct Feed {
 
 la_ssize_t readCallback(struct archive* a, void* data, const void** buffer) {
     auto* feed = static_cast<Feed*>(data);
-    const ssize_t got = (*feed->source)(feed->block.get(), kBlock);
+    const ssize_t got = (*feed->source)(feed->block.get(), kArchiveBlock);
     if (got < 0) {
         archive_set_error(a, errno, "%s", strerror(errno));
         return -1;
@@ -75,7 +75,7 @@ static bool scanEntry(struct archive* a, LineScanner& scanner, char* block, size
     if (first > 0)
         scanner.push(block, first);
     for (;;) {
-        const la_ssize_t got = archive_read_data(a, block, kBlock);
+        const la_ssize_t got = archive_read_data(a, block, kArchiveBlock);
         if (got < 0)
             return false;
         if (got == 0)
@@ -97,13 +97,13 @@ bool LogInputs::readArchive(const std::string& name, const ByteSource& source, b
         archive_read_support_filter_all(a.get());
         archive_read_support_format_raw(a.get());
     }
-    Feed feed{&source, std::unique_ptr<char[]>(new char[kBlock])};
+    Feed feed{&source, std::unique_ptr<char[]>(new char[kArchiveBlock])};
     if (archive_read_open(a.get(), &feed, nullptr, readCallback, nullptr) != ARCHIVE_OK) {
         *error = archiveError(name, a.get());
         return false;
     }
     const std::function<void()> onBlock = [this] { progress(); };
-    const std::unique_ptr<char[]> block(new char[kBlock]);
+    const std::unique_ptr<char[]> block(new char[kArchiveBlock]);
     std::string mainName;
     bool anyRead = false;
     struct archive_entry* entry = nullptr;

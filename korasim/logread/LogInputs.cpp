@@ -17,7 +17,7 @@ namespace korasim::logread {
 namespace {
 
 // A pipe's capacity; larger reads gain nothing measurable on files.
-constexpr size_t kBlock = 1 << 16;
+constexpr size_t kReadBlock = 1 << 16;
 
 // A read() that returns what is there: on a pipe a block is handed on as soon as it arrives,
 // which is what makes `adb logcat | korasim explain -` live.
@@ -156,9 +156,9 @@ bool LogInputs::readStream(const std::string& name, const ByteSource& source, st
 bool LogInputs::readText(const std::string& name, const ByteSource& source, std::string* error) {
     LineScanner scanner(m_reader, newCount(name));
     // Not zeroed: only the bytes read are touched, so a short input costs no megabyte of pages.
-    const std::unique_ptr<char[]> block(new char[kBlock]);
+    const std::unique_ptr<char[]> block(new char[kReadBlock]);
     for (;;) {
-        const ssize_t got = source(block.get(), kBlock);
+        const ssize_t got = source(block.get(), kReadBlock);
         if (got < 0) {
             *error = name + ": " + strerror(errno);
             return false;

@@ -11,20 +11,14 @@
 
 namespace korasim::html {
 
-namespace {
-
 // zlib level 1: the pictures are written on every run with --html, so speed comes first.
-constexpr int kPngLevel = 1;
-
-std::vector<uint8_t> encode(const RgbImage& image) {
+std::vector<uint8_t> encodePicture(const RgbImage& image) {
     std::vector<uint8_t> png;
     std::string error;
-    if (!encodePng(image, &png, &error, kPngLevel))
+    if (!encodePng(image, &png, &error, 1))
         throw std::runtime_error("html page: cannot encode a picture: " + error);
     return png;
 }
-
-}  // namespace
 
 RgbImage previewRgb(const YuvImage& b, int scale) {
     if (scale <= 1)
@@ -103,8 +97,9 @@ StepPictures takePictures(size_t step, const YuvImage& input, const YuvImage& ou
     p.previewScale = std::max({sx, sy, 1});
     // Each picture is converted and encoded on its own thread: PNG encoding dominates.
     auto preview = [&](const YuvImage& b) {
-        return std::async(std::launch::async,
-                          [&b, scale = p.previewScale] { return encode(previewRgb(b, scale)); });
+        return std::async(std::launch::async, [&b, scale = p.previewScale] {
+            return encodePicture(previewRgb(b, scale));
+        });
     };
     auto inPreview = preview(input), outPreview = preview(output);
     if (p.previewScale == 1) {
@@ -112,8 +107,8 @@ StepPictures takePictures(size_t step, const YuvImage& input, const YuvImage& ou
     } else {
         p.crop = mostChangedRegion(input, output, kCropMaxWidth, kCropMaxHeight);
         auto inCrop =
-            std::async(std::launch::async, [&] { return encode(regionRgb(input, p.crop)); });
-        p.outputCrop = encode(regionRgb(output, p.crop));
+            std::async(std::launch::async, [&] { return encodePicture(regionRgb(input, p.crop)); });
+        p.outputCrop = encodePicture(regionRgb(output, p.crop));
         p.inputCrop = inCrop.get();
     }
     p.inputPreview = inPreview.get();

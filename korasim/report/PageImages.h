@@ -31,6 +31,9 @@ struct StepPictures {
 constexpr int kPreviewMaxWidth = 1024, kPreviewMaxHeight = 768;
 constexpr int kCropMaxWidth = 1024, kCropMaxHeight = 768;
 
+// A picture of the page as PNG; throws std::runtime_error when it cannot be encoded.
+std::vector<uint8_t> encodePicture(const RgbImage& image);
+
 // Converts and encodes the pictures of one step (first input and first output buffer).
 StepPictures takePictures(size_t step, const YuvImage& input, const YuvImage& output);
 

@@ -9,6 +9,7 @@
 #include <thread>
 #include <vector>
 
+#include "DevicePaths.h"
 #include "DeviceTree.h"
 #include "FrameTestSupport.h"
 #include "MetadataBuilders.h"
@@ -26,7 +27,7 @@ namespace {
 using frametest::LogView;
 
 const char* const kEnableTag = "orvane.snapshot.stableDiffusionSREnable";
-const char* const kVersionFile = "/odm/etc/camera/sdsr_version.txt";
+using hostkit::kVersionFile;
 
 class EnableTest : public ::testing::Test {
   protected:

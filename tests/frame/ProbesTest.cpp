@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "DevicePaths.h"
 #include "DeviceTree.h"
 #include "FrameTestSupport.h"
 #include "devicePath.h"
@@ -21,7 +22,7 @@ namespace {
 using frametest::LogView;
 using Keywords = std::vector<std::string>;
 
-const char* const kVersionFile = "/odm/etc/camera/sdsr_version.txt";
+using hostkit::kVersionFile;
 
 class ProbesTest : public ::testing::Test {
   protected:

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "KorasimRunner.h"
+#include "common/TextFile.h"
 
 using nlohmann::json;
 using namespace korasimtest;
@@ -24,13 +25,6 @@ namespace {
 const std::string kDumps = std::string(KORASIM_EXAMPLES) + "/dumps/";
 const std::string kInputDump = kDumps + "IMG_20240101_120000_SDSR_96x64_zoom10x_input.NV12";
 const std::string kOutputDump = kDumps + "IMG_20240101_120000_SDSR_96x64_zoom10x_output.NV12";
-
-std::string slurp(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream out;
-    out << in.rdbuf();
-    return out.str();
-}
 
 // Runs a shell command; returns its exit status (128 + signal when killed).
 int shell(const std::string& command) {
@@ -106,7 +100,7 @@ TEST(KorasimDailyUse, SessionsCheckThemselvesAndTheTestCommandTabulatesThem) {
     }
     EXPECT_EQ(lines[rows.size() + 1],
               "4 sessions: 1 passed, 1 ran without expectations, 1 failed, 1 errors");
-    const std::string xml = slurp(scratch.path("junit.xml"));
+    const std::string xml = korasim::readTextFile(scratch.path("junit.xml"));
     for (const std::string& part :
          {std::string("tests=\"4\" failures=\"1\" errors=\"1\""),
           "<failure message=\"2 expectations not met: " + unmetAnswer,
@@ -204,7 +198,7 @@ TEST(KorasimDailyUse, NoTemporaryTreeOutlivesAnInterruptedOrPipedRun) {
     // A normal run: the report does not name the tree it removed.
     EXPECT_EQ(shell(env + k + " run " + scratch.path("s.json") + report + " >/dev/null"), 0);
     EXPECT_EQ(treesLeft(tmp), 0u);
-    const json r = json::parse(slurp(scratch.path("r.json")));
+    const json r = json::parse(korasim::readTextFile(scratch.path("r.json")));
     EXPECT_TRUE(r.at("root").is_null()) << r.at("root");
 }
 

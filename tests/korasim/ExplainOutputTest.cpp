@@ -10,16 +10,12 @@
 #include <sstream>
 
 #include "KorasimRunner.h"
+#include "common/JsonFile.h"
 
 using namespace korasimtest;
 using nlohmann::json;
 
 namespace {
-
-json readJson(const std::string& path) {
-    std::ifstream in(path);
-    return json::parse(in);
-}
 
 std::vector<std::string> fileLines(const std::string& path) {
     std::ifstream in(path);
@@ -83,7 +79,7 @@ TEST(KorasimExplainOutput, EachCaptureListsItsLinesWithTheirNumbersInTheFile) {
         const Result r = runKorasim(scratch, {"explain", scratch.path(c.argument), "--json",
                                               scratch.path("e.json"), "--details"});
         ASSERT_EQ(r.exitCode, 0) << r.err;
-        const json captures = readJson(scratch.path("e.json")).at("captures");
+        const json captures = korasim::readJsonFile(scratch.path("e.json")).at("captures");
         ASSERT_EQ(captures.size(), c.numbers.size());
         for (size_t i = 0; i < captures.size(); ++i) {
             const json& lines = captures[i].at("lines");
@@ -183,7 +179,7 @@ TEST(KorasimExplainOutput, SessionsNameEveryValueTheyDefaulted) {
         const Result explained = runKorasim(
             scratch, {"explain", scratch.path("device.log"), "--session-out", scratch.path("s")});
         ASSERT_EQ(explained.exitCode, 0) << explained.err;
-        const json session = readJson(scratch.path("s/capture-001.json"));
+        const json session = korasim::readJsonFile(scratch.path("s/capture-001.json"));
         EXPECT_EQ(defaultedLabels(session.at("description")), c.defaulted)
             << session.at("description");
     }
@@ -260,7 +256,7 @@ TEST(KorasimExplainOutput, SessionsRecreateTheRequestsStillOutstanding) {
                                        scratch.path("e.json"), "--session-out", scratch.path("s")})
                       .exitCode,
                   0);
-        const json captures = readJson(scratch.path("e.json")).at("captures");
+        const json captures = korasim::readJsonFile(scratch.path("e.json")).at("captures");
         ASSERT_EQ(captures.size(), c.outcomes.size());
         std::vector<std::string> firstCounts = counts(first);
         for (size_t i = 0; i < captures.size(); ++i) {

@@ -8,16 +8,12 @@
 #include <iterator>
 
 #include "KorasimRunner.h"
+#include "common/JsonFile.h"
 
 using namespace korasimtest;
 using nlohmann::json;
 
 namespace {
-
-json readJson(const std::string& path) {
-    std::ifstream in(path);
-    return json::parse(in);
-}
 
 json enabling(const json& changes) {
     json m = changes;
@@ -194,7 +190,7 @@ TEST(KorasimExplain, EveryReasonAndPathSurvivesRunExplainSessionRun) {
                       "--session-out", scratch.path("sessions")});
         ASSERT_EQ(explained.exitCode, 0) << explained.err;
         EXPECT_NE(explained.out.find(c.text), std::string::npos) << explained.out;
-        const json e = readJson(scratch.path("explain.json"));
+        const json e = korasim::readJsonFile(scratch.path("explain.json"));
         EXPECT_EQ(e.at("unattributedLines"), 0);
 
         const std::vector<Outcome> ran = fromReport(first.report);
@@ -248,7 +244,7 @@ TEST(KorasimExplain, FieldReportWithNoiseWrapTwoObjectsAndHiddenDebugLines) {
         EXPECT_NE(found, std::string::npos) << line << "\n" << r.out;
         at = found == std::string::npos ? at : found;
     }
-    const json e = readJson(scratch.path("e.json"));
+    const json e = korasim::readJsonFile(scratch.path("e.json"));
     EXPECT_EQ(e.at("captures").size(), lines.size());
     EXPECT_EQ(e.at("objects"), 3);
     EXPECT_EQ(e.at("unattributedLines"), 1);  // a message the reader does not know

@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include "KorasimRunner.h"
+#include "common/TextFile.h"
 #include "image/Patterns.h"
 #include "report/Page.h"
 
@@ -28,13 +29,6 @@ struct Browser {
     std::string log;
 };
 
-std::string slurp(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream out;
-    out << in.rdbuf();
-    return out.str();
-}
-
 // Chromium with the page's console echoed to stderr ("CONSOLE(line)" entries). `mode` is
 // "--dump-dom" or "--screenshot=FILE".
 Browser openInChromium(const Scratch& scratch, const std::string& page, const std::string& mode) {
@@ -47,8 +41,8 @@ Browser openInChromium(const Scratch& scratch, const std::string& page, const st
     const int status = system(command.c_str());
     Browser b;
     b.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    b.dom = slurp(scratch.path("dom.html"));
-    b.log = slurp(scratch.path("browser.log"));
+    b.dom = korasim::readTextFile(scratch.path("dom.html"));
+    b.log = korasim::readTextFile(scratch.path("browser.log"));
     return b;
 }
 

@@ -1,6 +1,7 @@
 // korasim's parts that need no plugin: the strict JSON reader, the expectation checker, the
-// logcat filter and layouts, the comparison figures, the memory budget, JUnit output and the
-// signal-safe tree removal.
+// logcat filter and layouts, the comparison figures, the memory budget, JUnit output, the
+// signal-safe tree removal and the plugin's soname.
+#include <elf.h>
 #include <gtest/gtest.h>
 #include <log/logprint.h>
 #include <stdlib.h>
@@ -17,6 +18,7 @@
 #include "image/Patterns.h"
 #include "image/Png.h"
 #include "report/JUnit.h"
+#include "run/ElfSoname.h"
 #include "run/LogcatEcho.h"
 #include "session/Expect.h"
 #include "session/MemoryBudget.h"
@@ -376,3 +378,27 @@ TEST(KorasimParts, SignalSafeRemovalTakesTheTreeButNotWhatItLinksTo) {
 }
 
 }  // namespace
+
+TEST(KorasimParts, SonameOfThePluginAndOfNoOtherFile) {
+    TempDir dir;
+    const std::string plugin = SDSR_PLUGIN_FILE;
+    std::ifstream in(plugin, std::ios::binary);
+    std::string head(sizeof(Elf64_Ehdr), '\0');
+    in.read(head.data(), static_cast<std::streamsize>(head.size()));
+    const auto write = [&dir](const std::string& name, const std::string& bytes) {
+        std::ofstream(dir.path + "/" + name, std::ios::binary) << bytes;
+        return dir.path + "/" + name;
+    };
+    const struct {
+        std::string path, soname;
+    } cases[] = {
+        {plugin, "com.orvane.plugin.sdsr.so"},
+        {"/proc/self/exe", ""},  // an executable: no DT_SONAME
+        {write("text.so", "not an ELF file\n"), ""},
+        {write("header-only.so", head), ""},  // section headers past the end
+        {write("short.so", head.substr(0, 10)), ""},
+        {dir.path + "/missing.so", ""},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(elfSoname(c.path), c.soname) << c.path;
+}

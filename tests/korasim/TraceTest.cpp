@@ -14,17 +14,13 @@
 #include <gtest/gtest.h>
 
 #include "KorasimRunner.h"
+#include "common/JsonFile.h"
 
 namespace fs = std::filesystem;
 using nlohmann::json;
 using namespace korasimtest;
 
 namespace {
-
-json readJson(const std::string& path) {
-    std::ifstream in(path);
-    return json::parse(in);
-}
 
 std::string trackKey(const json& e) {
     return std::to_string(e["pid"].get<int>()) + ":" + std::to_string(e["tid"].get<int>());
@@ -94,7 +90,7 @@ TEST(Trace, RunHasATrackPerPluginObjectWithTheRequestWorkWhereItHappened) {
     const Result r = runSession(scratch, session, {"--trace", scratch.path("trace.json")});
     ASSERT_EQ(r.exitCode, 0) << r.err;
     EXPECT_NE(r.out.find("trace: " + scratch.path("trace.json")), std::string::npos);
-    const json trace = readJson(scratch.path("trace.json"));
+    const json trace = korasim::readJsonFile(scratch.path("trace.json"));
     const auto tracks = checkShape(trace);
 
     std::map<std::string, std::string> trackOf;  // plugin object -> "pid:tid"
@@ -147,8 +143,8 @@ TEST(Trace, ExplainPutsEachCaptureAtItsLogTime) {
         scratch, {"explain", std::string(KORASIM_FIXTURES) + "/field-report.log", "--json",
                   scratch.path("x.json"), "--trace", scratch.path("trace.json")});
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    const json explain = readJson(scratch.path("x.json"));
-    const json trace = readJson(scratch.path("trace.json"));
+    const json explain = korasim::readJsonFile(scratch.path("x.json"));
+    const json trace = korasim::readJsonFile(scratch.path("trace.json"));
     const auto tracks = checkShape(trace);
     std::vector<json> captures;
     for (const auto& [key, spans] : tracks) {
@@ -196,10 +192,10 @@ TEST(Trace, ALogWithoutStampsKeepsTheOrderOfItsLines) {
         runKorasim(scratch, {"explain", scratch.path("brief.log"), "--json", scratch.path("x.json"),
                              "--trace", scratch.path("t.json")});
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    const size_t expected = readJson(scratch.path("x.json"))["captures"].size();
+    const size_t expected = korasim::readJsonFile(scratch.path("x.json"))["captures"].size();
     ASSERT_GT(expected, 3u);
     std::vector<json> captures;
-    for (const auto& [key, spans] : checkShape(readJson(scratch.path("t.json")))) {
+    for (const auto& [key, spans] : checkShape(korasim::readJsonFile(scratch.path("t.json")))) {
         for (const auto& s : spans) {
             if (s["cat"] == "capture")
                 captures.push_back(s);

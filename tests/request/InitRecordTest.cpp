@@ -13,14 +13,14 @@
 namespace sdsrtest {
 namespace {
 
-const int kAbsent = -1000;
+const int kNotWritten = -1000;
 
 struct InitRow {
     const char* name;
     std::vector<std::pair<const char*, const char*>> properties;
     const char* helper;  // installed metadata-helper variant, "" for none
     int helperStatus;
-    // Request metadata (kAbsent: tag not written).
+    // Request metadata (kNotWritten: tag not written).
     uint32_t format;
     int smartAlgoType;
     int smartSensorMode;
@@ -54,13 +54,13 @@ const float kHelperLux = 123.5f;
 
 std::shared_ptr<VoMetadata> rowMetadata(const InitRow& row) {
     auto meta = std::make_shared<VoMetadata>();
-    if (row.trigger != kAbsent)
+    if (row.trigger != kNotWritten)
         putInt(*meta, "orvane.ai.asd.sdsrui", row.trigger);
-    if (row.smartAlgoType != kAbsent)
+    if (row.smartAlgoType != kNotWritten)
         putSmartAE(*meta, row.smartAlgoType, row.smartSensorMode);
     if (row.zoom > 0)
         putFloat(*meta, ANDROID_CONTROL_ZOOM_RATIO, row.zoom);
-    if (row.orientation != kAbsent) {
+    if (row.orientation != kNotWritten) {
         int32_t value = row.orientation;
         meta->update(ANDROID_JPEG_ORIENTATION, &value, 1);
     }
@@ -149,7 +149,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, InitRecord, ::testing::Values(
     InitRow{"Nv21AllTagsNoHelper", {}, "", 0, 17, 5, 0, 10.7f, 90, 2, "IMG_20240101_120000.jpg",
             1, 10.7f, 90, 2, 0.0f, 1, 1, "IMG_20240101_120000",
             "0.000000", "1", "1", "10.700000", "YUV_NV21"},
-    InitRow{"Nv12NoTags", {}, "", 0, 35, kAbsent, 0, 0.0f, kAbsent, kAbsent, nullptr,
+    InitRow{"Nv12NoTags", {}, "", 0, 35, kNotWritten, 0, 0.0f, kNotWritten, kNotWritten, nullptr,
             0, 1.0f, 0, 0, 0.0f, 3, 3, "",
             "0.000000", "3", "3", "1.000000", "NV12"},
     InitRow{"SmartAE8Mode15WithHelper", {}, "double", 0, 17, 8, 15, 20.0f, 270, 1, "a.b.c",
@@ -178,7 +178,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, InitRecord, ::testing::Values(
             1, 10.0f, 0, 2, kHelperLux, 1, 1, "",
             "123.500000", "1", "1", "10.000000", "YUV_NV21"},
     InitRow{"PreAlgoTypeZeroForces", {{"persist.vendor.camera.sdsr.preAlgoType", "0"}}, "", 0,
-            17, kAbsent, 0, 10.0f, 0, 2, nullptr,
+            17, kNotWritten, 0, 10.0f, 0, 2, nullptr,
             1, 10.0f, 0, 2, 0.0f, 0, 3, "",
             "0.000000", "3", "3", "10.000000", "YUV_NV21"},
     InitRow{"PreAlgoTypeMinusOneKeeps", {{"persist.vendor.camera.sdsr.preAlgoType", "-1"}}, "",
