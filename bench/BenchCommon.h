@@ -26,6 +26,19 @@ inline double nowNs() {
 // binary's replacement, which also serves the plugin and the framework libraries).
 uint64_t threadAllocations();
 
+// Runs the subject and its floor in the order `subjectFirst` says: the callers swap it from one
+// pair to the next, so that neither side always meets the caches the other one left.
+template <typename Subject, typename Floor>
+void runPair(bool subjectFirst, Subject&& subject, Floor&& floor) {
+    if (subjectFirst) {
+        subject();
+        floor();
+    } else {
+        floor();
+        subject();
+    }
+}
+
 // ---- Log gates -----------------------------------------------------------------------------
 // Gates closed for every level and group: no statement formats anything.
 void closeLogGates();

@@ -84,13 +84,7 @@ void isEnabledBenchmark(benchmark::State& state, const std::string& key, bool ga
             if (failed != 0)
                 state.SkipWithError("a floor probe failed");
         };
-        if (subjectFirst) {
-            subject();
-            floor();
-        } else {
-            floor();
-            subject();
-        }
+        runPair(subjectFirst, subject, floor);
         subjectFirst = !subjectFirst;
         subjectNs += pairNs;
         calls += 2;

@@ -116,13 +116,7 @@ void timePair(benchmark::State& state, PluginWraper& plugin, BenchRequest& reque
             totals.flatNs += nowNs() - start;
         }
     };
-    if (subjectFirst) {
-        subject();
-        floor();
-    } else {
-        floor();
-        subject();
-    }
+    runPair(subjectFirst, subject, floor);
     totals.subjectNs += subjectNs;
     ++totals.count;
     state.SetIterationTime(subjectNs / 1e9);

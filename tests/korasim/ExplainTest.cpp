@@ -325,21 +325,20 @@ TEST(KorasimExplain, RunReadsEachRequestFromTheLinesItPrinted) {
     const json admitTwice = {{"do", "isEnabled"}};
     const json runOk = {{"do", "setDevice"}, {"device", {{"algorithm", {{"run", 0}}}}}};
     const json request = {{"do", "processRequest"}};
+    const json bothAdmittedFirst = {{{"do", "create"}},
+                                    {{"do", "initialize"}},
+                                    admitTwice,
+                                    admitTwice,
+                                    request,
+                                    runOk,
+                                    request};
     struct Case {
         const char* name;
         json log;
         json steps;
     };
     const std::vector<Case> cases = {
-        {"bothAdmittedFirst",
-         {{"level", 0}},
-         {{{"do", "create"}},
-          {{"do", "initialize"}},
-          admitTwice,
-          admitTwice,
-          request,
-          runOk,
-          request}},
+        {"bothAdmittedFirst", {{"level", 0}}, bothAdmittedFirst},
         {"interleaved",
          {{"level", 0}},
          {{{"do", "create"}},
@@ -349,15 +348,7 @@ TEST(KorasimExplain, RunReadsEachRequestFromTheLinesItPrinted) {
           runOk,
           admitTwice,
           request}},
-        {"debugLinesHidden",
-         {{"level", 4}},
-         {{{"do", "create"}},
-          {{"do", "initialize"}},
-          admitTwice,
-          admitTwice,
-          request,
-          runOk,
-          request}},
+        {"debugLinesHidden", {{"level", 4}}, bothAdmittedFirst},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
