@@ -32,18 +32,12 @@ struct Browser {
 // Chromium with the page's console echoed to stderr ("CONSOLE(line)" entries). `mode` is
 // "--dump-dom" or "--screenshot=FILE".
 Browser openInChromium(const Scratch& scratch, const std::string& page, const std::string& mode) {
-    const std::string command =
-        "chromium --headless --no-sandbox --disable-gpu --no-first-run --disable-extensions "
-        "--disable-dev-shm-usage --hide-scrollbars --window-size=1280,2400 "
-        "--enable-logging=stderr --v=0 '" +
-        mode + "' 'file://" + page + "' >'" + scratch.path("dom.html") + "' 2>'" +
-        scratch.path("browser.log") + "'";
-    const int status = system(command.c_str());
-    Browser b;
-    b.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    b.dom = korasim::readTextFile(scratch.path("dom.html"));
-    b.log = korasim::readTextFile(scratch.path("browser.log"));
-    return b;
+    const Result r = runShell(scratch,
+                              "chromium --headless --no-sandbox --disable-gpu --no-first-run "
+                              "--disable-extensions --disable-dev-shm-usage --hide-scrollbars "
+                              "--window-size=1280,2400 --enable-logging=stderr --v=0 '" +
+                                  mode + "' 'file://" + page + "'");
+    return Browser{r.exitCode, r.out, r.err};
 }
 
 size_t count(const std::string& text, const std::string& needle) {

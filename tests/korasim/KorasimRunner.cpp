@@ -23,17 +23,6 @@ std::string quote(const std::string& s) {
     return q + "'";
 }
 
-// Runs the shell command with its output in the scratch folder, and reads that output back.
-Result runWithOutput(const Scratch& scratch, std::string command) {
-    command += " >" + quote(scratch.path("stdout")) + " 2>" + quote(scratch.path("stderr"));
-    const int status = system(command.c_str());
-    Result r;
-    r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    r.out = korasim::readTextFile(scratch.path("stdout"));
-    r.err = korasim::readTextFile(scratch.path("stderr"));
-    return r;
-}
-
 }  // namespace
 
 Scratch::Scratch() {
@@ -53,12 +42,22 @@ void Scratch::write(const std::string& name, const std::string& content) const {
     out << content;
 }
 
+Result runShell(const Scratch& scratch, std::string command) {
+    command += " >" + quote(scratch.path("stdout")) + " 2>" + quote(scratch.path("stderr"));
+    const int status = system(command.c_str());
+    Result r;
+    r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    r.out = korasim::readTextFile(scratch.path("stdout"));
+    r.err = korasim::readTextFile(scratch.path("stderr"));
+    return r;
+}
+
 Result runKorasimIn(const Scratch& scratch, const std::string& cwd,
                     const std::vector<std::string>& args) {
     std::string command = "cd " + quote(cwd) + " && " + quote(KORASIM_BINARY);
     for (const auto& a : args)
         command += " " + quote(a);
-    return runWithOutput(scratch, command);
+    return runShell(scratch, command);
 }
 
 std::string exampleDumpPair(const Scratch& scratch, const std::string& folder,
@@ -95,7 +94,7 @@ Result runKorasim(const Scratch& scratch, const std::vector<std::string>& args) 
         !args.empty() && (args[0] == "run" || args[0] == "replay" || args[0] == "demo");
     if (!hasReport && runsSession)
         command += " --report " + quote(report);
-    Result r = runWithOutput(scratch, command);
+    Result r = runShell(scratch, command);
     if (fs::exists(report))
         r.report = nlohmann::json::parse(korasim::readTextFile(report));
     return r;

@@ -28,6 +28,9 @@ class Scratch {
     std::string m_dir;
 };
 
+// Runs a shell command with its standard output and error in files of the scratch folder, and
+// reads them back (no report).
+Result runShell(const Scratch& scratch, std::string command);
 // korasim <args...>; run, replay and demo write the report to <scratch>/report.json unless args
 // name one.
 Result runKorasim(const Scratch& scratch, const std::vector<std::string>& args);
