@@ -2,12 +2,15 @@
 // SessionError naming the bad value) or as a session that runs. Small sessions that parse are
 // run against the plugin as `korasim run` would; any other exception escapes and counts as a
 // crash, as does every sanitizer finding.
+#include <dlfcn.h>
 #include <stdio.h>
 #include <stdlib.h>
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
+#include "Layout.h"
 #include "korahost/HostControl.h"
 #include "run/Runner.h"
 #include "session/Expect.h"
@@ -56,9 +59,29 @@ bool smallEnoughToRun(const korasim::Session& session) {
     return pixels <= 2u << 20;
 }
 
+// libFuzzer reads the coverage counters of every instrumented library it has seen after each
+// input; a library a session unloads (dlclose) would leave it reading unmapped memory. Every
+// library a session may load is opened once with RTLD_NODELETE, so that the sessions' own
+// dlclose never unmaps it. The plugin then stays loaded between inputs, as a framework keeps it.
+void keepLibrariesLoaded() {
+    std::vector<std::string> paths = {hostkit::pluginPath()};
+    for (const auto& entry : std::filesystem::directory_iterator(hostkit::libraryDir())) {
+        if (entry.path().extension() == ".so")
+            paths.push_back(entry.path());
+    }
+    for (const auto& path : paths) {
+        if (dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE) == nullptr) {
+            fprintf(stderr, "fuzz_session: cannot load %s: %s\n", path.c_str(), dlerror());
+            abort();
+        }
+    }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    static const bool librariesKept = (keepLibrariesLoaded(), true);
+    (void)librariesKept;
     // Through korasim's own entry point, file and all, so its JSON error mapping is fuzzed too.
     const std::string file = baseDir() + "/session.json";
     FILE* out = fopen(file.c_str(), "wb");
