@@ -59,10 +59,12 @@ bool smallEnoughToRun(const korasim::Session& session) {
     return pixels <= 2u << 20;
 }
 
+#ifdef SDSR_LIBFUZZER
 // libFuzzer reads the coverage counters of every instrumented library it has seen after each
-// input; a library a session unloads (dlclose) would leave it reading unmapped memory. Every
-// library a session may load is opened once with RTLD_NODELETE, so that the sessions' own
-// dlclose never unmaps it. The plugin then stays loaded between inputs, as a framework keeps it.
+// input; a library a session unloads (dlclose) would leave it reading unmapped memory. Under
+// libFuzzer, every library a session may load is opened once with RTLD_NODELETE, so that the
+// sessions' own dlclose never unmaps it. The plugin then reads its properties once, for the
+// first input that runs; the seed replays of the other builds load it afresh for each session.
 void keepLibrariesLoaded() {
     std::vector<std::string> paths = {hostkit::pluginPath()};
     for (const auto& entry : std::filesystem::directory_iterator(hostkit::libraryDir())) {
@@ -76,12 +78,15 @@ void keepLibrariesLoaded() {
         }
     }
 }
+#endif
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+#ifdef SDSR_LIBFUZZER
     static const bool librariesKept = (keepLibrariesLoaded(), true);
     (void)librariesKept;
+#endif
     // Through korasim's own entry point, file and all, so its JSON error mapping is fuzzed too.
     const std::string file = baseDir() + "/session.json";
     FILE* out = fopen(file.c_str(), "wb");
