@@ -4,28 +4,23 @@ using nlohmann::json;
 
 namespace korasim::trace {
 
+namespace {
+
+// A metadata event ("ph": "M"): Chrome's trace viewer reads the names and order of processes and
+// tracks from these.
+json metadataEvent(const char* name, int pid, int tid, json args) {
+    return {{"ph", "M"}, {"name", name}, {"pid", pid}, {"tid", tid}, {"ts", 0}, {"args", args}};
+}
+
+}  // namespace
+
 void TraceDocument::nameProcess(int pid, const std::string& name) {
-    m_events.push_back({{"ph", "M"},
-                        {"name", "process_name"},
-                        {"pid", pid},
-                        {"tid", 0},
-                        {"ts", 0},
-                        {"args", {{"name", name}}}});
+    m_events.push_back(metadataEvent("process_name", pid, 0, {{"name", name}}));
 }
 
 void TraceDocument::nameTrack(int pid, int tid, const std::string& name, int sortIndex) {
-    m_events.push_back({{"ph", "M"},
-                        {"name", "thread_name"},
-                        {"pid", pid},
-                        {"tid", tid},
-                        {"ts", 0},
-                        {"args", {{"name", name}}}});
-    m_events.push_back({{"ph", "M"},
-                        {"name", "thread_sort_index"},
-                        {"pid", pid},
-                        {"tid", tid},
-                        {"ts", 0},
-                        {"args", {{"sort_index", sortIndex}}}});
+    m_events.push_back(metadataEvent("thread_name", pid, tid, {{"name", name}}));
+    m_events.push_back(metadataEvent("thread_sort_index", pid, tid, {{"sort_index", sortIndex}}));
 }
 
 void TraceDocument::addSpan(int pid, int tid, Span root) {
